@@ -1,0 +1,43 @@
+#ifndef CARD_VIRTUALCARD_H
+#define CARD_VIRTUALCARD_H
+
+#include "card/Profile.h"
+
+#include <chrono>
+
+namespace card
+{
+
+/// What a card sends back to one command APDU.
+struct CardAnswer {
+    cat::Bytes bytes; ///< data, then SW1 and SW2
+    /// How long the card takes. VirtualCard never sleeps: the channel waits, so that a card that is pulled out ends it.
+    std::chrono::milliseconds delay{0};
+};
+
+/// A UICC that does nothing but the toolkit of its profile: TERMINAL PROFILE, FETCH, TERMINAL RESPONSE, ENVELOPE
+/// (menu selection), STATUS (ETSI TS 102 221 clause 11, ETSI TS 102 223 clause 6). Status words: 91xx while a
+/// proactive command waits, 9000 otherwise, and the errors of ISO/IEC 7816-4 for what it cannot do.
+/// Used on one thread at a time.
+class VirtualCard
+{
+public:
+    explicit VirtualCard(Profile profile);
+    ~VirtualCard();
+    VirtualCard(const VirtualCard &) = delete;
+    VirtualCard &operator=(const VirtualCard &) = delete;
+
+    /// Power off and on again: every session is forgotten.
+    void reset();
+
+    /// Any bytes are allowed; a malformed APDU gets an error status word.
+    CardAnswer transmit(cat::ByteView apdu);
+
+private:
+    struct Session;
+    std::unique_ptr<Session> m_session;
+};
+
+} // namespace card
+
+#endif // CARD_VIRTUALCARD_H

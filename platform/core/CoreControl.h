@@ -1,0 +1,32 @@
+#ifndef CORE_CORECONTROL_H
+#define CORE_CORECONTROL_H
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+QT_BEGIN_NAMESPACE
+class QWidget;
+QT_END_NAMESPACE
+
+/// What the dashboard or a test tells the open core library beside the contract in include/core. User-interface thread.
+namespace core
+{
+
+/// The window that CommonUtils::GetMainWindow answers; null for none. A window that is deleted reads as none.
+void setMainWindow(QWidget *window);
+
+/// What CommonUtils::GetPluginLibraryPath answers, without a slash at its end. At first the application's folder.
+void setPluginLibraryPath(const QString &path);
+
+/// Languages that Change::tr can speak, as two-letter codes, English first.
+QStringList languages();
+
+/// Chooses the language of Change::tr; a key that is missing in it falls back to English. At first English.
+/// False for an unknown language, and nothing changes.
+bool setLanguage(const QString &code);
+
+QString language();
+
+} // namespace core
+
+#endif // CORE_CORECONTROL_H

@@ -1,0 +1,73 @@
+#ifndef SDK_SDKCONTROL_H
+#define SDK_SDKCONTROL_H
+
+#include "cat/Command.h"
+#include "sdk/CardChannel.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+/// What a host or a test tells the open device-service library beside the contract in sdk/MDSVStk.h. All functions may
+/// be called on any thread.
+namespace sdk
+{
+
+/// The non-zero statuses of the MDSV_ functions. Callers of the contract treat them alike; they are for logs.
+enum class Status : int {
+    Success = 0,
+    NoCard = 1,          ///< no card, or it has gone
+    NoMenu = 2,          ///< the card has installed no menu
+    StaleCommand = 3,    ///< the identifier is not the open command's, or that command has been answered
+    WrongCommand = 4,    ///< the open command is of another type
+    BadArgument = 5,     ///< a null pointer, an unknown item, a callback that was not registered
+    SessionBusy = 6,     ///< a session is open, so that no menu choice can be taken
+    NotAvailable = 7,    ///< this library cannot do it
+};
+
+/// Attaches a device with the card behind `channel` and starts the toolkit: reset, TERMINAL PROFILE, FETCH. Returns at
+/// once; MDSV_DEVICE_AVAILABLE follows when the card has answered. A device that was attached is detached first.
+void attachDevice(std::unique_ptr<CardChannel> channel);
+
+/// Takes the device away: MDSV_DEVICE_REMOVED follows, an open command is closed, and its answer is refused.
+void detachDevice();
+
+/// A virtual card of the profile at `path`, or null and in `*error` "file:line:column: reason".
+std::unique_ptr<CardChannel> openVirtualCard(const std::string &path, std::string *error);
+
+/// Runs a function on another thread, some time later, in the order given.
+using Dispatcher = std::function<void(std::function<void()>)>;
+
+/// Where callbacks run: through `dispatcher` (for the user-interface thread), or on the service's own thread when it
+/// is empty, as it is at first.
+void setCallbackDispatcher(Dispatcher dispatcher);
+
+/// How long the user may take over a command; when it is over the card gets "no response from user" and the callback
+/// a record with the time-out flag. At first 60 s.
+void setResponseLimit(std::chrono::milliseconds limit);
+
+/// One step of the session, for people to read.
+struct Exchange {
+    enum class Kind {
+        Command,  ///< the card asks
+        Response, ///< terminal response
+        Envelope, ///< the user's choice from the main menu
+        Device,   ///< device attached or gone
+        Note,     ///< anything else worth telling: a refused answer, a malformed command
+    };
+    Kind kind = Kind::Note;
+    std::string text;  ///< such as "SELECT ITEM \"Balance\", 4 items" or "SELECT ITEM: 11 backward move"
+    cat::Bytes bytes;  ///< as sent or received; empty where there are none
+};
+
+/// Called for every step, on the service's own thread or the caller's; empty ends it. The listener must not call into
+/// the library.
+void setExchangeListener(std::function<void(const Exchange &)> listener);
+
+/// Ends the service's thread and forgets card, callbacks, dispatcher, listener and limits: the library is as new.
+void shutDown();
+
+} // namespace sdk
+
+#endif // SDK_SDKCONTROL_H
