@@ -1,0 +1,89 @@
+#include "support/LogCapture.h"
+
+#include <QtCore/QLoggingCategory>
+#include <QtCore/QMutex>
+#include <QtCore/QRegularExpression>
+
+#include <cstdio>
+
+namespace support
+{
+
+namespace
+{
+QMutex g_mutex;
+bool g_capturing = false;
+QList<LogCapture::Line> g_lines;
+
+void take(QtMsgType type, const QMessageLogContext &, const QString &text)
+{
+    QMutexLocker lock(&g_mutex);
+    g_lines << LogCapture::Line{type, text};
+    if (type == QtFatalMsg)
+        std::fprintf(stderr, "fatal: %s\n", qPrintable(text));
+}
+
+QStringList texts(const QList<LogCapture::Line> &lines, bool debug)
+{
+    QStringList result;
+    for (const LogCapture::Line &line : lines) {
+        if ((line.type == QtDebugMsg) == debug && line.type != QtInfoMsg)
+            result << withoutTime(line.text);
+    }
+    return result;
+}
+} // namespace
+
+QString withoutTime(const QString &line)
+{
+    static const QRegularExpression time("\\b\\d\\d:\\d\\d:\\d\\d:\\d\\d\\d\\b");
+    return QString(line).replace(time, "<time>");
+}
+
+LogCapture::LogCapture() : m_previous(nullptr)
+{
+    if (g_capturing)
+        qFatal("LogCapture: there is one already");
+    g_capturing = true;
+    clear();
+    setDebugOutput(true);
+    if (!QLoggingCategory::defaultCategory()->isDebugEnabled())
+        qFatal("LogCapture: debug output is switched off by QT_LOGGING_RULES; unset it");
+    m_previous = qInstallMessageHandler(take);
+}
+
+LogCapture::~LogCapture()
+{
+    qInstallMessageHandler(m_previous);
+    QLoggingCategory::setFilterRules(QString());
+    g_capturing = false;
+}
+
+QList<LogCapture::Line> LogCapture::lines() const
+{
+    QMutexLocker lock(&g_mutex);
+    return g_lines;
+}
+
+QStringList LogCapture::debug() const
+{
+    return texts(lines(), true);
+}
+
+QStringList LogCapture::warnings() const
+{
+    return texts(lines(), false);
+}
+
+void LogCapture::clear()
+{
+    QMutexLocker lock(&g_mutex);
+    g_lines.clear();
+}
+
+void LogCapture::setDebugOutput(bool on)
+{
+    QLoggingCategory::setFilterRules(on ? "*.debug=true\nqt.*.debug=false" : "*.debug=false");
+}
+
+} // namespace support
