@@ -88,8 +88,8 @@ struct Command {
     CommandDetails details;
     Device source = Device::Uicc;
     Device destination = Device::Terminal;
-    std::optional<std::u16string> alphaId; ///< title of a menu (clause 8.2); present and empty: a null data object
-    std::vector<Item> items;               ///< at most 255
+    std::optional<std::u16string> alphaId;   ///< title of a menu (clause 8.2); present and empty: a null data object
+    std::vector<Item> items;                 ///< at most 255
     std::optional<std::uint8_t> defaultItem; ///< identifier of the item to begin with (clause 8.10)
 
     bool helpAvailable() const { return (details.qualifier & 0x80) != 0; }
@@ -120,8 +120,8 @@ struct Response {
     Device source = Device::Terminal;
     Device destination = Device::Uicc;
     Result result = Result::Performed;
-    Bytes additionalInformation;             ///< behind the general result
-    std::optional<std::uint8_t> itemId;      ///< the chosen item (clause 8.10)
+    Bytes additionalInformation;        ///< behind the general result
+    std::optional<std::uint8_t> itemId; ///< the chosen item (clause 8.10)
 };
 
 /// Data field of the TERMINAL RESPONSE command.

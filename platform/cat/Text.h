@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace cat
 {
@@ -42,6 +43,9 @@ Bytes encodeAlpha(std::u16string_view text);
 /// UTF-8 from and to UTF-16; what is malformed becomes U+FFFD.
 std::u16string fromUtf8(std::string_view text);
 std::string toUtf8(std::u16string_view text);
+
+/// How many bytes at the beginning of `text` are well-formed UTF-8: all of them, or those before the first fault.
+std::size_t wellFormedUtf8(std::string_view text);
 
 } // namespace cat
 

@@ -1,0 +1,80 @@
+#ifndef CAT_TLV_H
+#define CAT_TLV_H
+
+#include "cat/Bytes.h"
+
+#include <optional>
+
+namespace cat
+{
+
+/// Tags of BER-TLV objects (ETSI TS 101 220 clause 7.2).
+enum class BerTag : std::uint8_t {
+    ProactiveCommand = 0xD0,
+    MenuSelection = 0xD3,
+};
+
+/// Tags of COMPREHENSION-TLV objects without the comprehension flag (ETSI TS 102 223 clause 9.3).
+enum class Tag : std::uint16_t {
+    CommandDetails = 0x01,
+    DeviceIdentities = 0x02,
+    Result = 0x03,
+    AlphaIdentifier = 0x05,
+    Item = 0x0F,
+    ItemIdentifier = 0x10,
+    HelpRequest = 0x15,
+    ItemsNextActionIndicator = 0x18,
+    IconIdentifier = 0x1E,
+    ItemIconIdentifierList = 0x1F,
+    TextAttribute = 0x50,
+    ItemTextAttributeList = 0x51,
+};
+
+/// A BER-TLV object (ETSI TS 101 220 clause 7.2). `value` points into what was read.
+struct BerObject {
+    std::uint8_t tag = 0;
+    ByteView value;
+    /// False when the input ends before the announced length does; `value` is then what there is.
+    bool complete = true;
+};
+
+/// Reads the object `data` begins with; bytes behind it are ignored. Nothing when there is no tag or no readable
+/// length.
+std::optional<BerObject> readBer(ByteView data);
+
+/// A COMPREHENSION-TLV object (ETSI TS 101 220 clause 7.1.1). `value` points into what was read.
+struct TlvObject {
+    Tag tag = Tag::CommandDetails; ///< any value is possible, that of a tag of three bytes up to 7FFF
+    bool comprehension = false;    ///< the sender insists that this object is understood
+    ByteView value;
+};
+
+/// Walks over a sequence of COMPREHENSION-TLV objects and never outside it.
+class TlvReader
+{
+public:
+    explicit TlvReader(ByteView objects) : m_rest(objects) {}
+
+    /// The next object; nothing at the end, and nothing when the rest is not an object.
+    std::optional<TlvObject> next();
+
+    /// True when next() stopped before the end: the rest is cut off or has no readable length.
+    bool malformed() const { return m_malformed; }
+
+private:
+    ByteView m_rest;
+    bool m_malformed = false;
+};
+
+/// Appends a length in its shortest form: one byte up to 7F, then 81, 82 or 83 in front.
+void appendLength(Bytes *out, std::size_t length);
+
+/// Appends a COMPREHENSION-TLV object with a tag of one byte.
+void appendObject(Bytes *out, Tag tag, bool comprehension, ByteView value);
+
+/// A BER-TLV object with `value` in it.
+Bytes berObject(BerTag tag, ByteView value);
+
+} // namespace cat
+
+#endif // CAT_TLV_H
