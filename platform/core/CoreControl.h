@@ -4,6 +4,8 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include <functional>
+
 QT_BEGIN_NAMESPACE
 class QWidget;
 QT_END_NAMESPACE
@@ -15,8 +17,15 @@ namespace core
 /// The window that CommonUtils::GetMainWindow answers; null for none. A window that is deleted reads as none.
 void setMainWindow(QWidget *window);
 
-/// What CommonUtils::GetPluginLibraryPath answers, without a slash at its end. At first the application's folder.
+/// What CommonUtils::GetPluginLibraryPath answers, without a slash at its end. At first the application's folder,
+/// and again after an empty path.
 void setPluginLibraryPath(const QString &path);
+
+/// Opens a web address that CommonUtils::OpenUrl has let through; true when it was handed on.
+typedef std::function<bool(const QString &url)> UrlOpener;
+
+/// Puts `opener` in the place of the desktop's browser; an empty one brings the browser back.
+void setUrlOpener(const UrlOpener &opener);
 
 /// Languages that Change::tr can speak, as two-letter codes, English first.
 QStringList languages();

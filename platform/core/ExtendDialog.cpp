@@ -1,0 +1,276 @@
+#include "core/ExtendDialog.h"
+
+#include "core/TitleBar.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPainter>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <QtCore/QPointer>
+
+namespace
+{
+
+/// Sizes in pixels; a message has the slimmer bar.
+const int border = 1;
+const int windowBarHeight = 28;
+const int messageBarHeight = 24;
+const int messageMinimumWidth = 220;
+const int messageLook = 4;
+
+Qt::WindowFlags frameFlags(Qt::WindowFlags flags)
+{
+    if (!(flags & Qt::Window)) {
+        flags = (flags & ~Qt::WindowFlags(Qt::WindowType_Mask)) | Qt::Dialog;
+    }
+    return flags | Qt::FramelessWindowHint;
+}
+
+bool isPlainReturn(const QKeyEvent *event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    return enter && (event->modifiers() & ~Qt::KeypadModifier) == 0;
+}
+
+bool takesFocus(QWidget *frame, QWidget *widget)
+{
+    return widget->isEnabled() && widget->isVisibleTo(frame) && (widget->focusPolicy() & Qt::TabFocus);
+}
+
+} // namespace
+
+/// Watches the frame and an embedded message box from outside their event handlers, so that a subclass may replace
+/// any of those without losing the frame's behaviour.
+class ExtendDialogPrivate : public QObject
+{
+    Q_OBJECT
+
+public:
+    ExtendDialogPrivate(ExtendDialog *frame, int widgetType);
+
+    void replaceContent(QWidget *widget);
+
+    ExtendDialog *const q;
+    core::TitleBar *bar;
+    QVBoxLayout *column;
+    QPointer<QWidget> content;
+
+    virtual bool eventFilter(QObject *watched, QEvent *event);
+
+public slots:
+    void settleDefaultButton();
+
+private:
+    void removeContent();
+    bool frameEvent(QEvent *event);
+    bool contentEvent(QEvent *event);
+    bool pressMessageDefault(QKeyEvent *event);
+    void giveFocus();
+    void drawBorder();
+    QPushButton *messageDefault() const;
+};
+
+ExtendDialogPrivate::ExtendDialogPrivate(ExtendDialog *frame, int widgetType)
+    : QObject(frame), q(frame),
+      bar(new core::TitleBar(frame, widgetType == messageLook ? messageBarHeight : windowBarHeight)),
+      column(new QVBoxLayout(frame))
+{
+    column->setContentsMargins(border, border, border, border);
+    column->setSpacing(0);
+    column->addWidget(bar);
+    column->addStretch(0); // keeps the bar on top while there is no content
+    if (widgetType == messageLook) {
+        bar->setMinimumWidth(messageMinimumWidth);
+    }
+    bar->closeButton()->setAccessibleName(QDialog::tr("Close"));
+    bar->closeButton()->setDefault(true);
+    connect(bar->closeButton(), SIGNAL(clicked()), frame, SLOT(close()));
+    connect(qApp, SIGNAL(focusChanged(QWidget *, QWidget *)), this, SLOT(settleDefaultButton()));
+    frame->installEventFilter(this);
+}
+
+/// The earlier content is only taken out and hidden: whoever made it may still hold it. It stays a child of the
+/// frame, which deletes it at the latest.
+void ExtendDialogPrivate::removeContent()
+{
+    if (content) {
+        content->removeEventFilter(this);
+        column->removeWidget(content);
+        content->hide();
+    }
+    content = 0;
+}
+
+void ExtendDialogPrivate::replaceContent(QWidget *widget)
+{
+    if (widget == content) {
+        return;
+    }
+    removeContent();
+    if (!widget) {
+        return;
+    }
+    content = widget;
+    if (widget->isWindow() || widget->parentWidget() != q) {
+        // A dialog such as a message box is a window until it is told otherwise; here it is a part of one.
+        widget->setParent(q, widget->windowFlags() & ~Qt::WindowFlags(Qt::WindowType_Mask));
+    }
+    widget->installEventFilter(this);
+    column->insertWidget(1, widget, 1);
+    widget->show();
+    settleDefaultButton();
+}
+
+bool ExtendDialogPrivate::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == q) {
+        return frameEvent(event);
+    }
+    return watched == content && contentEvent(event);
+}
+
+bool ExtendDialogPrivate::frameEvent(QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::Show:
+        if (!event->spontaneous()) {
+            q->setAttribute(Qt::WA_KeyboardFocusChange); // the focus ring shows from the start
+            giveFocus();
+            settleDefaultButton();
+        }
+        break;
+    case QEvent::KeyPress:
+        return pressMessageDefault(static_cast<QKeyEvent *>(event));
+    case QEvent::Paint:
+        drawBorder();
+        break;
+    case QEvent::WindowTitleChange:
+        bar->setTitle(q->windowTitle());
+        break;
+    case QEvent::WindowActivate:
+    case QEvent::WindowDeactivate:
+        bar->setActive(event->type() == QEvent::WindowActivate);
+        q->update();
+        break;
+    default:
+        break;
+    }
+    return false;
+}
+
+bool ExtendDialogPrivate::contentEvent(QEvent *event)
+{
+    if (!qobject_cast<QDialog *>(content)) {
+        return false;
+    }
+    if (event->type() == QEvent::Show) {
+        // Otherwise a dialog places itself on the screen when it is shown, and so leaves its place in the frame.
+        content->setAttribute(Qt::WA_Moved);
+    } else if (event->type() == QEvent::KeyPress) {
+        QKeyEvent *key = static_cast<QKeyEvent *>(event);
+        if (key->key() == Qt::Key_Escape) {
+            key->ignore(); // Escape belongs to the frame: on to it, past the embedded dialog
+            return true;
+        }
+        return pressMessageDefault(key);
+    }
+    return false;
+}
+
+/// QDialog looks for the default button among the buttons whose window it is, so a message box inside a frame never
+/// takes the mark from an earlier default button, and the frame knows nothing of the box's. This does both.
+void ExtendDialogPrivate::settleDefaultButton()
+{
+    QPushButton *wanted = messageDefault();
+    if (!wanted) {
+        return; // plain content: QDialog's own account is right
+    }
+    QPushButton *focused = qobject_cast<QPushButton *>(q->focusWidget());
+    if (focused && focused->autoDefault() && content->isAncestorOf(focused)) {
+        wanted = focused;
+    }
+    foreach (QPushButton *button, q->findChildren<QPushButton *>()) {
+        button->setDefault(button == wanted);
+    }
+}
+
+QPushButton *ExtendDialogPrivate::messageDefault() const
+{
+    QMessageBox *box = qobject_cast<QMessageBox *>(content);
+    return box && !box->isWindow() ? box->defaultButton() : 0;
+}
+
+bool ExtendDialogPrivate::pressMessageDefault(QKeyEvent *event)
+{
+    QPushButton *button = isPlainReturn(event) ? messageDefault() : 0;
+    if (!button || !button->isVisible()) {
+        return false;
+    }
+    event->accept();
+    button->click(); // does nothing while it is disabled
+    return true;
+}
+
+/// Gives the focus to the first field for text, else to the first widget that takes it, when nobody has asked for it.
+void ExtendDialogPrivate::giveFocus()
+{
+    if (q->focusWidget()) {
+        return;
+    }
+    QWidget *first = 0;
+    for (QWidget *widget = q->nextInFocusChain(); widget && widget != q; widget = widget->nextInFocusChain()) {
+        if (!q->isAncestorOf(widget) || !takesFocus(q, widget)) {
+            continue;
+        }
+        if (qobject_cast<QLineEdit *>(widget)) {
+            first = widget;
+            break;
+        }
+        first = first ? first : widget;
+    }
+    if (first) {
+        first->setFocus(Qt::OtherFocusReason);
+    }
+}
+
+void ExtendDialogPrivate::drawBorder()
+{
+    QPainter painter(q);
+    painter.setPen(core::TitleBar::colour(q->isActiveWindow()));
+    painter.drawRect(q->rect().adjusted(0, 0, -1, -1));
+}
+
+ExtendDialog::ExtendDialog(QWidget *parent, Qt::WindowFlags flags, int widgetType)
+    : QDialog(parent, frameFlags(flags)), d(new ExtendDialogPrivate(this, widgetType))
+{
+}
+
+/// The private part is a child and goes with the other children.
+ExtendDialog::~ExtendDialog() {}
+
+void ExtendDialog::AddMainWidget(QWidget *widget)
+{
+    d->replaceContent(widget);
+}
+
+void ExtendDialog::setWindowTitle(const QString &title)
+{
+    QDialog::setWindowTitle(title); // the bar follows by the event that this sends
+}
+
+void ExtendDialog::setWindowFlags(Qt::WindowFlags flags)
+{
+    QDialog::setWindowFlags(frameFlags(flags));
+}
+
+void ExtendDialog::changeSize(QSize size)
+{
+    if (size.isValid()) {
+        resize(size + QSize(2 * border, 2 * border + d->bar->height()));
+    }
+}
+
+#include "ExtendDialog.moc"
