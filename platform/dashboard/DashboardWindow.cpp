@@ -1,0 +1,256 @@
+#include "dashboard/DashboardWindow.h"
+
+#include "core/CoreControl.h"
+#include "dashboard/PluginHost.h"
+#include "dashboard/Session.h"
+
+#include <QtCore/QLocale>
+#include <QtCore/QTime>
+
+#include <QComboBox>
+#include <QDialog>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+namespace dashboard
+{
+
+namespace
+{
+
+const int logLimit = 2000; // entries
+const int bytesRole = Qt::UserRole;
+
+// Every rule names its widget: the sheet also reaches the plug-in's windows, which are children of this one, and must
+// leave them alone.
+const char sheet[] = "#headerFrame { background: #14324a; }"
+                     "#titleLabel { color: white; font-size: 20px; font-weight: bold; }"
+                     "#deviceLabel { color: #c9dcec; font-size: 13px; }"
+                     "#simToolkitButton { background: #1f6fb2; color: white; border: 2px solid #1f6fb2;"
+                     "  border-radius: 6px; font-size: 17px; font-weight: bold; padding: 18px 12px; }"
+                     "#simToolkitButton:hover { background: #2a80c7; }"
+                     "#simToolkitButton:pressed { background: #17588f; }"
+                     "#simToolkitButton:focus { border-color: #f2b632; }"
+                     "#simToolkitButton:disabled { background: #c3ccd5; border-color: #c3ccd5; color: #f3f5f8; }";
+
+template <typename Widget>
+Widget *named(Widget *widget, const char *objectName, const QString &accessibleName)
+{
+    widget->setObjectName(objectName);
+    widget->setAccessibleName(accessibleName);
+    return widget;
+}
+
+QLabel *plainLabel(QWidget *parent)
+{
+    auto *label = new QLabel(parent);
+    label->setTextFormat(Qt::PlainText);
+    return label;
+}
+
+/// A language's name in that language, with its first letter as at the head of a line.
+QString languageName(const QString &code)
+{
+    const QString name = QLocale(code).nativeLanguageName();
+    return name.isEmpty() ? code : name.left(1).toUpper() + name.mid(1);
+}
+
+} // namespace
+
+DashboardWindow::DashboardWindow(PluginHost &plugin, Session &session) : m_plugin(plugin), m_session(session)
+{
+    setObjectName("DashboardWindow");
+    setWindowTitle(tr("Dashboard"));
+    setStyleSheet(sheet);
+    resize(900, 560);
+
+    auto *body = new QHBoxLayout;
+    body->setContentsMargins(20, 20, 20, 20);
+    body->setSpacing(20);
+    body->addWidget(createControls());
+    body->addWidget(createLog(), 1);
+
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(createHeader());
+    layout->addLayout(body, 1);
+
+    connectAll();
+    showDeviceState();
+    m_toolkitButton->setFocus();
+}
+
+QWidget *DashboardWindow::createHeader()
+{
+    auto *header = new QFrame(this);
+    header->setObjectName("headerFrame");
+    m_titleLabel = named(plainLabel(header), "titleLabel", tr("Menu of the SIM card"));
+    m_deviceLabel = named(plainLabel(header), "deviceLabel", tr("State of the device"));
+
+    auto *layout = new QVBoxLayout(header);
+    layout->setContentsMargins(20, 14, 20, 14);
+    layout->setSpacing(4);
+    layout->addWidget(m_titleLabel);
+    layout->addWidget(m_deviceLabel);
+    return header;
+}
+
+QWidget *DashboardWindow::createControls()
+{
+    auto *controls = new QWidget(this);
+    controls->setFixedWidth(220);
+    m_toolkitButton = named(new QPushButton(tr("&SIM Toolkit"), controls), "simToolkitButton", tr("SIM Toolkit"));
+    m_deviceButton = named(new QPushButton(controls), "deviceButton", tr("Attach or detach the device"));
+    m_deviceButton->setMinimumHeight(34);
+
+    auto *layout = new QVBoxLayout(controls);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(12);
+    layout->addWidget(m_toolkitButton);
+    layout->addWidget(m_deviceButton);
+    layout->addStretch(1);
+    layout->addWidget(createLanguageChooser());
+    return controls;
+}
+
+QWidget *DashboardWindow::createLanguageChooser()
+{
+    auto *chooser = new QWidget(this);
+    m_languageComboBox = named(new QComboBox(chooser), "languageComboBox", tr("Language"));
+    m_languageComboBox->setMinimumHeight(28);
+    for (const QString &code : core::languages())
+        m_languageComboBox->addItem(languageName(code), code);
+    m_languageComboBox->setCurrentIndex(m_languageComboBox->findData(core::language()));
+
+    auto *label = new QLabel(tr("&Language"), chooser);
+    label->setBuddy(m_languageComboBox);
+    auto *layout = new QHBoxLayout(chooser);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(label);
+    layout->addWidget(m_languageComboBox, 1);
+    return chooser;
+}
+
+QWidget *DashboardWindow::createLog()
+{
+    auto *log = new QWidget(this);
+    m_sessionTree = named(new QTreeWidget(log), "sessionTree", tr("What card and user say"));
+    m_sessionTree->setHeaderLabels({tr("Time"), tr("Who"), tr("What")});
+    m_sessionTree->setRootIsDecorated(false);
+    m_sessionTree->setUniformRowHeights(true);
+    m_sessionTree->setAlternatingRowColors(true);
+    m_sessionTree->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    m_sessionTree->header()->setSectionsMovable(false);
+    m_sessionTree->setColumnWidth(0, 90);
+    m_sessionTree->setColumnWidth(1, 90);
+
+    m_bytesLineEdit = named(new QLineEdit(log), "bytesLineEdit", tr("Bytes of the chosen line"));
+    m_bytesLineEdit->setReadOnly(true);
+    m_bytesLineEdit->setPlaceholderText(tr("Choose a line to see its bytes"));
+
+    auto *label = new QLabel(tr("S&ession"), log);
+    label->setBuddy(m_sessionTree);
+    auto *layout = new QVBoxLayout(log);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(label);
+    layout->addWidget(m_sessionTree, 1);
+    layout->addWidget(m_bytesLineEdit);
+    return log;
+}
+
+void DashboardWindow::connectAll()
+{
+    connect(m_toolkitButton, &QPushButton::clicked, this, &DashboardWindow::openToolkit);
+    connect(m_deviceButton, &QPushButton::clicked, this, &DashboardWindow::toggleDevice);
+    connect(m_languageComboBox, qOverload<int>(&QComboBox::activated), this, &DashboardWindow::changeLanguage);
+    connect(m_sessionTree, &QTreeWidget::currentItemChanged, this, &DashboardWindow::showBytes);
+    connect(&m_session, &Session::entryAdded, this, &DashboardWindow::addEntry);
+    connect(&m_session, &Session::attachedChanged, this, &DashboardWindow::showDeviceState);
+}
+
+void DashboardWindow::closeDialogs()
+{
+    const QList<QDialog *> dialogs = findChildren<QDialog *>(QString(), Qt::FindDirectChildrenOnly);
+    for (QDialog *dialog : dialogs) {
+        if (dialog->isVisible())
+            dialog->close();
+    }
+}
+
+void DashboardWindow::openToolkit()
+{
+    m_session.addHostEntry("opens the SIM Toolkit window");
+    if (!m_plugin.showWindow(this, rect()))
+        m_session.addHostEntry("the SIM Toolkit window did not open");
+}
+
+void DashboardWindow::toggleDevice()
+{
+    if (m_session.isAttached())
+        m_session.detach();
+    else
+        attachDevice();
+}
+
+void DashboardWindow::attachDevice()
+{
+    QString reason;
+    if (m_session.isAttached() || m_session.attach(&reason))
+        return;
+    m_session.addHostEntry("the device cannot be attached: " + reason);
+    auto *box = new QMessageBox(QMessageBox::Warning, tr("Dashboard"), tr("The device cannot be attached."),
+                                QMessageBox::Ok, this);
+    box->setTextFormat(Qt::PlainText);
+    box->setInformativeText(reason);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+}
+
+void DashboardWindow::changeLanguage()
+{
+    const QString code = m_languageComboBox->currentData().toString();
+    if (code == core::language() || !core::setLanguage(code))
+        return;
+    m_session.addHostEntry("speaks " + m_languageComboBox->currentText());
+    m_plugin.changeLanguage(code);
+}
+
+void DashboardWindow::addEntry(const SessionEntry &entry)
+{
+    auto *item = new QTreeWidgetItem({QTime::currentTime().toString("hh:mm:ss.zzz"), entry.direction, entry.text});
+    item->setData(0, bytesRole, entry.bytes);
+    m_sessionTree->addTopLevelItem(item);
+    if (m_sessionTree->topLevelItemCount() > logLimit)
+        delete m_sessionTree->takeTopLevelItem(0);
+    m_sessionTree->scrollToBottom();
+    showDeviceState();
+}
+
+void DashboardWindow::showBytes()
+{
+    const QTreeWidgetItem *item = m_sessionTree->currentItem();
+    m_bytesLineEdit->setText(item ? item->data(0, bytesRole).toString() : QString());
+    m_bytesLineEdit->setCursorPosition(0);
+}
+
+void DashboardWindow::showDeviceState()
+{
+    const bool attached = m_session.isAttached();
+    const QString title = m_session.menuTitle();
+    if (!attached)
+        m_titleLabel->setText(tr("No device"));
+    else
+        m_titleLabel->setText(title.isEmpty() ? tr("No menu") : title);
+    m_deviceLabel->setText(attached ? tr("\u25cf Device attached") : tr("\u25cb Device detached"));
+    m_deviceButton->setText(attached ? tr("&Detach device") : tr("&Attach device"));
+    m_toolkitButton->setEnabled(attached);
+}
+
+} // namespace dashboard

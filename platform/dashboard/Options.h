@@ -1,0 +1,48 @@
+#ifndef DASHBOARD_OPTIONS_H
+#define DASHBOARD_OPTIONS_H
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <chrono>
+
+namespace dashboard
+{
+
+/// The program's exit codes.
+enum ExitCode : int {
+    ExitSuccess = 0,
+    ExitUsage = 2,   ///< an unknown option, or a value that cannot be used
+    ExitPlugin = 3,  ///< the plug-in is missing, broken, of another kind, or refused to start
+    ExitProfile = 4, ///< the card profile cannot be used
+    ExitDisplay = 5, ///< there is no screen to open the window on
+};
+
+/// What the command line asks for.
+struct Options {
+    QString pluginFile;
+    QString profileFile;
+    std::chrono::milliseconds responseLimit{60000};
+    bool callbackOnUiThread = false;
+    QString language;
+    bool printSession = false;
+    bool debugLog = false;
+    bool attachAtStart = true;
+};
+
+/// How the command line was understood. When `run` is false, the program ends at once with `exitCode` after printing
+/// `message`: on standard output for success, on standard error otherwise.
+struct CommandLine {
+    bool run = false;
+    int exitCode = ExitSuccess;
+    QString message;
+    Options options;
+};
+
+/// Reads the command line; the first argument is the program's name. `languages` are the codes that --language takes,
+/// the first one being the default. Needs a QCoreApplication, by whose place the default files are found.
+CommandLine parseCommandLine(const QStringList &arguments, const QStringList &languages);
+
+} // namespace dashboard
+
+#endif // DASHBOARD_OPTIONS_H

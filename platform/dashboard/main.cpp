@@ -1,0 +1,112 @@
+#include "core/CoreControl.h"
+#include "dashboard/DashboardWindow.h"
+#include "dashboard/Options.h"
+#include "dashboard/PluginHost.h"
+#include "dashboard/Session.h"
+#include "dashboard/SignalRelay.h"
+#include "dashboard/Style.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QLoggingCategory>
+
+#include <QApplication>
+
+#include <cstdio>
+
+namespace
+{
+
+using namespace dashboard;
+
+int say(int exitCode, const QString &message)
+{
+    std::fputs(message.toLocal8Bit().constData(), exitCode == ExitSuccess ? stdout : stderr);
+    return exitCode;
+}
+
+int fail(int exitCode, const QString &reason)
+{
+    return say(exitCode, "stk-dashboard: " + reason + "\n");
+}
+
+/// The command line is understood before a screen is needed, so that help and errors come out anywhere.
+CommandLine readCommandLine(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    return parseCommandLine(application.arguments(), core::languages());
+}
+
+bool haveScreen()
+{
+    return qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || qEnvironmentVariableIsSet("DISPLAY") ||
+           qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+}
+
+/// Tells a broken profile before anything is opened.
+bool checkProfile(const Options &options, QString *error)
+{
+    std::string reason;
+    if (!options.attachAtStart || sdk::openVirtualCard(QFile::encodeName(options.profileFile).toStdString(), &reason))
+        return true;
+    *error = QString::fromStdString(reason);
+    return false;
+}
+
+/// The folder that holds "plugins/<name>/<library>".
+QString libraryFolder(const QString &pluginFile)
+{
+    return QDir::cleanPath(QFileInfo(pluginFile).absolutePath() + "/../..");
+}
+
+int runDashboard(const Options &options)
+{
+    if (!options.debugLog)
+        QLoggingCategory::setFilterRules("default.debug=false");
+    applyStyle();
+    core::setLanguage(options.language);
+    core::setPluginLibraryPath(libraryFolder(options.pluginFile));
+
+    Session session(options);
+    PluginHost plugin;
+    QString error;
+    if (!plugin.load(options.pluginFile, &error))
+        return fail(ExitPlugin, error);
+
+    DashboardWindow window(plugin, session);
+    core::setMainWindow(&window);
+    SignalRelay signalRelay;
+    QObject::connect(&signalRelay, &SignalRelay::detachAsked, &session, &Session::detach);
+    QObject::connect(&signalRelay, &SignalRelay::attachAsked, &window, &DashboardWindow::attachDevice);
+    QObject::connect(&signalRelay, &SignalRelay::quitAsked, qApp, &QCoreApplication::quit);
+
+    window.show();
+    session.addHostEntry("ready with " + plugin.title());
+    if (options.attachAtStart)
+        window.attachDevice();
+    const int result = QApplication::exec();
+    window.closeDialogs();
+    plugin.unload();
+    session.addHostEntry("ends");
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const CommandLine line = readCommandLine(argc, argv);
+    if (!line.run)
+        return say(line.exitCode, line.message);
+    QString error;
+    if (!checkProfile(line.options, &error))
+        return fail(ExitProfile, error);
+    if (!haveScreen())
+        return fail(ExitDisplay, "there is no screen: set DISPLAY, or use ./run for a tour without one");
+
+    QApplication application(argc, argv);
+    application.setApplicationName("stk-dashboard");
+    application.setApplicationVersion(STK_VERSION);
+    return runDashboard(line.options);
+}
