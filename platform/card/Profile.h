@@ -19,8 +19,8 @@ struct Menu;
 struct Entry {
     std::uint8_t id = 0;
     std::u16string text;
-    std::shared_ptr<const Menu> menu; ///< the sub-menu that opens; null: the session ends here
-    cat::Bytes raw;                   ///< a proactive command sent as it stands before the session ends; empty: none
+    std::shared_ptr<const Menu> menu;   ///< the sub-menu that opens; null: the session ends here
+    cat::Bytes raw;                     ///< a proactive command sent as it stands before the session ends; empty: none
     std::chrono::milliseconds delay{0}; ///< how long the card thinks before it answers the choice
 };
 
@@ -37,7 +37,8 @@ struct Profile {
     Menu mainMenu;    ///< no entries: a card without a toolkit menu
 };
 
-/// A profile that cannot be used. what() is "file:line:column: reason".
+/// A profile that cannot be used. what() is "file:line:column: reason", or "file: reason" for a file that cannot be
+/// read at all.
 class ProfileError : public std::runtime_error
 {
 public:

@@ -1,0 +1,299 @@
+#include "card/VirtualCard.h"
+
+#include "card/MenuCommand.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace card
+{
+
+namespace
+{
+
+/// Status words (ETSI TS 102 221 clause 10.2, ISO/IEC 7816-4 clause 5.6).
+enum StatusWord : std::uint16_t {
+    Done = 0x9000,
+    ProactivePending = 0x9100, ///< the low byte is the length of the command that waits
+    ToolkitBusy = 0x9300,
+    WrongLength = 0x6700,
+    ConditionsNotSatisfied = 0x6985,
+    IncorrectData = 0x6A80,
+    WrongParameters = 0x6B00,
+    WrongLe = 0x6C00, ///< the low byte is the right one
+    UnknownInstruction = 0x6D00,
+    UnknownClass = 0x6E00,
+    NoDiagnosis = 0x6F00,
+};
+
+constexpr std::uint8_t classToolkit = 0x80;
+constexpr std::uint8_t classGsm = 0xA0; ///< the same commands on a SIM (3GPP TS 51.011)
+constexpr std::uint8_t lastNumber = 0xFE;
+constexpr std::size_t headSize = 4;
+
+cat::Bytes withStatus(cat::Bytes data, unsigned int word)
+{
+    data.push_back(static_cast<std::uint8_t>(word >> 8));
+    data.push_back(static_cast<std::uint8_t>(word));
+    return data;
+}
+
+CardAnswer answer(unsigned int word)
+{
+    return {withStatus({}, word), std::chrono::milliseconds(0)};
+}
+
+const Entry *entryWithId(const Menu &menu, std::uint8_t id)
+{
+    const auto entry = std::find_if(menu.entries.begin(), menu.entries.end(),
+                                    [id](const Entry &candidate) { return candidate.id == id; });
+    return entry == menu.entries.end() ? nullptr : &*entry;
+}
+
+/// Results that mean that the command was performed, in one way or another (ETSI TS 102 223 clause 8.12).
+bool performed(cat::Result result)
+{
+    return static_cast<std::uint8_t>(result) < 0x10;
+}
+
+/// What stands behind the four bytes of every command APDU.
+struct Body {
+    cat::ByteView data;
+    bool hasLe = false;
+    std::uint8_t le = 0;
+};
+
+/// The four cases of ISO/IEC 7816-4 clause 5.1 with short lengths; nothing when the lengths do not add up.
+std::optional<Body> readBody(cat::ByteView apdu)
+{
+    Body body;
+    const std::size_t size = apdu.size - headSize;
+    if (size == 0)
+        return body;
+    const std::uint8_t first = apdu[headSize];
+    const bool hasData = size > 1;
+    const std::size_t expected = hasData ? 1u + first : 1u;
+    if (hasData && (first == 0 || (size != expected && size != expected + 1)))
+        return std::nullopt;
+    if (hasData)
+        body.data = cat::ByteView(apdu.data + headSize + 1, first);
+    body.hasLe = !hasData || size == expected + 1;
+    body.le = body.hasLe ? apdu[apdu.size - 1] : std::uint8_t{0};
+    return body;
+}
+
+} // namespace
+
+/// The card between power on and power off.
+struct VirtualCard::Session {
+    /// A proactive command on its way: waiting for FETCH, then for its terminal response.
+    struct Proactive {
+        cat::Bytes bytes;
+        cat::CommandDetails details;
+        bool fetched = false;
+    };
+
+    /// An instruction: which body it takes and what it does.
+    struct Instruction {
+        std::uint8_t code;
+        bool takesData;
+        bool takesLe;
+        bool needsLe;
+        bool fixedParameters; ///< P1 and P2 are 00
+        CardAnswer (Session::*run)(const Body &body);
+    };
+    static const Instruction instructions[];
+
+    explicit Session(Profile cardProfile) : profile(std::move(cardProfile)) {}
+
+    void reset();
+    CardAnswer transmit(cat::ByteView apdu);
+
+    CardAnswer terminalProfile(const Body &body);
+    CardAnswer fetch(const Body &body);
+    CardAnswer terminalResponse(const Body &body);
+    CardAnswer envelope(const Body &body);
+    CardAnswer status(const Body &body);
+
+    CardAnswer propose(const cat::Bytes &bytes, const cat::CommandDetails &details);
+    CardAnswer propose(const cat::Command &command);
+    CardAnswer choose(const Entry &entry);
+    CardAnswer menuAnswered(const cat::Response &response);
+    CardAnswer backward();
+    CardAnswer endSession();
+    std::uint8_t nextNumber();
+
+    const Profile profile;
+    bool profileReceived = false;
+    std::optional<Proactive> proactive;
+    std::vector<const Menu *> path; ///< the open sub-menus; empty: no session, or only SET UP MENU
+    bool rawSent = false;           ///< the command on its way is one of the profile's own
+    std::uint8_t number = 0;
+};
+
+const VirtualCard::Session::Instruction VirtualCard::Session::instructions[] = {
+    {0x10, true, false, false, true, &Session::terminalProfile},  {0x12, false, true, true, true, &Session::fetch},
+    {0x14, true, false, false, true, &Session::terminalResponse}, {0xC2, true, true, false, true, &Session::envelope},
+    {0xF2, false, true, false, false, &Session::status},
+};
+
+void VirtualCard::Session::reset()
+{
+    profileReceived = false;
+    proactive.reset();
+    path.clear();
+    rawSent = false;
+    number = 0;
+}
+
+CardAnswer VirtualCard::Session::transmit(cat::ByteView apdu)
+{
+    if (apdu.size < headSize)
+        return answer(WrongLength);
+    if (apdu[0] != classToolkit && apdu[0] != classGsm)
+        return answer(UnknownClass);
+    const auto row = std::find_if(std::begin(instructions), std::end(instructions),
+                                  [&apdu](const Instruction &candidate) { return candidate.code == apdu[1]; });
+    if (row == std::end(instructions))
+        return answer(UnknownInstruction);
+    if (row->fixedParameters && (apdu[2] != 0 || apdu[3] != 0))
+        return answer(WrongParameters);
+    const std::optional<Body> body = readBody(apdu);
+    if (!body || row->takesData == body->data.empty() || (body->hasLe && !row->takesLe) ||
+        (!body->hasLe && row->needsLe))
+        return answer(WrongLength);
+    return (this->*row->run)(*body);
+}
+
+CardAnswer VirtualCard::Session::terminalProfile(const Body &)
+{
+    reset();
+    profileReceived = true;
+    if (profile.mainMenu.entries.empty())
+        return answer(Done);
+    return propose(setUpMenu(profile.mainMenu, nextNumber()));
+}
+
+CardAnswer VirtualCard::Session::fetch(const Body &body)
+{
+    if (!proactive || proactive->fetched)
+        return answer(ConditionsNotSatisfied);
+    const auto length = static_cast<std::uint8_t>(proactive->bytes.size());
+    if (body.le != length)
+        return answer(WrongLe | length);
+    proactive->fetched = true;
+    return {withStatus(proactive->bytes, Done), std::chrono::milliseconds(0)};
+}
+
+CardAnswer VirtualCard::Session::terminalResponse(const Body &body)
+{
+    if (!proactive || !proactive->fetched)
+        return answer(ConditionsNotSatisfied);
+    const std::optional<cat::Response> response = cat::decodeResponse(body.data);
+    if (!response || response->details.number != proactive->details.number ||
+        response->details.type != proactive->details.type)
+        return answer(IncorrectData);
+    if (rawSent || path.empty())
+        return endSession();
+    return menuAnswered(*response);
+}
+
+CardAnswer VirtualCard::Session::envelope(const Body &body)
+{
+    if (!profileReceived)
+        return answer(ConditionsNotSatisfied);
+    if (proactive)
+        return answer(ToolkitBusy);
+    const std::optional<cat::MenuSelection> selection = cat::decodeMenuSelection(body.data);
+    const Entry *entry = selection ? entryWithId(profile.mainMenu, selection->itemId) : nullptr;
+    if (!entry)
+        return answer(IncorrectData);
+    // There is no help text on this card: the question ends where it began.
+    return selection->helpRequested ? answer(Done) : choose(*entry);
+}
+
+CardAnswer VirtualCard::Session::status(const Body &)
+{
+    if (!proactive || proactive->fetched)
+        return answer(Done);
+    return answer(ProactivePending | static_cast<std::uint8_t>(proactive->bytes.size()));
+}
+
+/// Announces a command: it waits for FETCH from now on.
+CardAnswer VirtualCard::Session::propose(const cat::Bytes &bytes, const cat::CommandDetails &details)
+{
+    if (bytes.size() > longestCommand) {
+        endSession();
+        return answer(NoDiagnosis);
+    }
+    proactive = Proactive{bytes, details, false};
+    return answer(ProactivePending | static_cast<std::uint8_t>(bytes.size()));
+}
+
+CardAnswer VirtualCard::Session::propose(const cat::Command &command)
+{
+    return propose(cat::encodeCommand(command), command.details);
+}
+
+CardAnswer VirtualCard::Session::choose(const Entry &entry)
+{
+    CardAnswer result;
+    if (entry.menu) {
+        path.push_back(entry.menu.get());
+        result = propose(selectItem(*entry.menu, nextNumber()));
+    } else if (!entry.raw.empty()) {
+        rawSent = true;
+        result = propose(entry.raw, cat::decodeCommand(entry.raw).command.details);
+    } else {
+        result = endSession();
+    }
+    result.delay = entry.delay;
+    return result;
+}
+
+/// The user's answer to the sub-menu that is open.
+CardAnswer VirtualCard::Session::menuAnswered(const cat::Response &response)
+{
+    if (response.result == cat::Result::BackwardMove)
+        return backward();
+    if (!performed(response.result))
+        return endSession();
+    const Entry *entry = response.itemId ? entryWithId(*path.back(), *response.itemId) : nullptr;
+    return entry ? choose(*entry) : answer(IncorrectData);
+}
+
+CardAnswer VirtualCard::Session::backward()
+{
+    path.pop_back();
+    return path.empty() ? endSession() : propose(selectItem(*path.back(), nextNumber()));
+}
+
+CardAnswer VirtualCard::Session::endSession()
+{
+    proactive.reset();
+    path.clear();
+    rawSent = false;
+    return answer(Done);
+}
+
+std::uint8_t VirtualCard::Session::nextNumber()
+{
+    number = number == lastNumber ? std::uint8_t{1} : static_cast<std::uint8_t>(number + 1);
+    return number;
+}
+
+VirtualCard::VirtualCard(Profile profile) : m_session(std::make_unique<Session>(std::move(profile))) {}
+
+VirtualCard::~VirtualCard() = default;
+
+void VirtualCard::reset()
+{
+    m_session->reset();
+}
+
+CardAnswer VirtualCard::transmit(cat::ByteView apdu)
+{
+    return m_session->transmit(apdu);
+}
+
+} // namespace card
