@@ -1,13 +1,14 @@
 #include "card/Profile.h"
 
 #include "card/MenuCommand.h"
+#include "card/ProfileText.h"
 #include "cat/Text.h"
 #include "cat/Tlv.h"
 
+#include <yaml-cpp/depthguard.h>
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
-#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -22,83 +23,19 @@ namespace
 constexpr std::uintmax_t largestFile = 1024 * 1024;
 constexpr std::size_t mostEntries = 255;
 constexpr std::size_t mostEntriesOfAll = 10000; ///< aliases could make millions of a short file
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 constexpr int deepestMenu = 16;
 constexpr std::size_t longestText = 240; ///< coded; leaves room for the heads of the item and the command
 constexpr std::chrono::milliseconds longestDelay = std::chrono::minutes(10);
 
-struct Position {
-    int line = 0;
-    int column = 0;
-};
-
-/// `line` and `byte` (both from 0) in `text`, counted for people: from 1 and in characters.
-Position positionOf(std::string_view text, int line, int byte)
-{
-    for (int i = 0; i < line; ++i)
-        text.remove_prefix(std::min(text.find('\n'), text.size() - 1) + 1);
-    const std::string_view before = text.substr(0, static_cast<std::size_t>(byte));
-    const auto characters =
-        std::count_if(before.begin(), before.end(), [](char unit) { return (unit & 0xC0) != 0x80; });
-    return {line + 1, static_cast<int>(characters) + 1};
-}
-
-Position positionOfOffset(std::string_view text, std::size_t offset)
-{
-    const std::string_view before = text.substr(0, offset);
-    const std::size_t newline = before.rfind('\n');
-    const std::size_t start = newline == std::string_view::npos ? 0 : newline + 1;
-    return positionOf(text, static_cast<int>(std::count(before.begin(), before.end(), '\n')),
-                      static_cast<int>(offset - start));
-}
-
+/// What the file says, cut to what fits into a message.
 std::string quoted(const std::string &text)
 {
-    return '"' + text + '"';
-}
-
-/// How many characters must change, go or come to make one word of the other.
-std::size_t distance(const std::string &left, const std::string &right)
-{
-    std::vector<std::size_t> row(right.size() + 1);
-    for (std::size_t j = 0; j < row.size(); ++j)
-        row[j] = j;
-    for (std::size_t i = 1; i <= left.size(); ++i) {
-        std::size_t diagonal = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j < row.size(); ++j) {
-            const std::size_t change = diagonal + (left[i - 1] == right[j - 1] ? 0 : 1);
-            diagonal = row[j];
-            row[j] = std::min({change, row[j] + 1, row[j - 1] + 1});
-        }
-    }
-    return row.back();
-}
-
-/// A whole number and nothing else.
-std::optional<long long> wholeNumber(std::string_view text)
-{
-    long long number = 0;
-    const char *end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    return error == std::errc() && stop == end ? std::optional<long long>(number) : std::nullopt;
-}
-
-/// "30s" or "500ms".
-std::optional<std::chrono::milliseconds> duration(std::string_view text)
-{
-    const auto unit = [&text](std::string_view name) {
-        const bool has = text.size() > name.size() && text.substr(text.size() - name.size()) == name;
-        if (has)
-            text.remove_suffix(name.size());
-        return has;
-    };
-    const long long factor = unit("ms") ? 1 : unit("s") ? 1000 : 0;
-    const std::optional<long long> number = wholeNumber(text);
-    if (factor == 0 || !number)
-        return std::nullopt;
-    // Only so far that the product fits: the caller refuses what is this long.
-    const long long bound = longestDelay.count() + 1;
-    return std::chrono::milliseconds(std::clamp(*number, -bound, bound) * factor);
+    constexpr std::size_t longest = 40;
+    if (text.size() <= longest)
+        return '"' + text + '"';
+    const std::string_view cut = std::string_view(text).substr(0, longest);
+    return '"' + text.substr(0, cat::wellFormedUtf8(cut)) + "...\"";
 }
 
 const char *kindOf(const YAML::Node &node)
@@ -202,6 +139,8 @@ void Loader::readFile()
              "the file has " + std::to_string(size) + " bytes; a profile has at most " + std::to_string(largestFile));
     std::ifstream stream(m_path, std::ios::binary);
     m_text.assign(std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>());
+    if (m_text.compare(0, byteOrderMark.size(), byteOrderMark) == 0)
+        m_text.erase(0, byteOrderMark.size());
     if (error || !stream.is_open() || stream.bad())
         fail(Position(), "the file cannot be read; check its permissions");
 }
@@ -216,7 +155,7 @@ void Loader::checkCharacters() const
     });
     if (control != m_text.end())
         fail(positionOfOffset(m_text, static_cast<std::size_t>(control - m_text.begin())),
-             "control character in the file; write it as an escape in double quotes, such as \"\\x04\"");
+             "control character in the file; remove it");
 }
 
 YAML::Node Loader::document() const
@@ -247,7 +186,7 @@ void Loader::failUnknownKey(const YAML::Node &key, const char *what, const Key<T
             nearest = &candidate;
     }
     const bool near = distance(key.Scalar(), nearest->name) <= 2;
-    fail(key.Mark(), "unknown key " + quoted(key.Scalar()) + " in " + what + "; " +
+    fail(key.Mark(), "unknown key " + quoted(key.Scalar()) + " in " + what + (near ? "; " : ". ") +
                          (near ? "did you mean " + quoted(nearest->name) + "? " : std::string()) +
                          "Known keys: " + known);
 }
@@ -266,6 +205,9 @@ void Loader::readMap(const YAML::Node &node, const char *what, const Key<Target>
             failUnknownKey(pair.first, what, keys);
         if (!seen.insert(name).second)
             fail(pair.first.Mark(), "key " + quoted(name) + " is given twice in " + what);
+        // A value that is not there has no place of its own.
+        if (pair.second.IsNull())
+            fail(pair.first.Mark(), "key " + quoted(name) + " has no value");
         (this->*key->read)(pair.second, target);
     }
     for (const Key<Target> &key : keys) {
@@ -285,6 +227,8 @@ std::string Loader::scalar(const YAML::Node &node, const char *expected) const
 std::u16string Loader::text(const YAML::Node &node, const char *expected) const
 {
     const std::u16string result = cat::fromUtf8(scalar(node, expected));
+    if (std::any_of(result.begin(), result.end(), [](char16_t unit) { return unit < u' ' && unit != u'\n'; }))
+        fail(node.Mark(), "the text has a control character; only line breaks are allowed");
     const std::size_t size = cat::encodeAlpha(result).size();
     if (size > longestText)
         fail(node.Mark(), "the text takes " + std::to_string(size) + " bytes on the card; at most " +
@@ -484,6 +428,8 @@ Profile Loader::load()
     Profile profile;
     try {
         readMap(document(), "a profile", keys, &profile);
+    } catch (const YAML::DeepRecursion &error) {
+        fail(error.mark, "lists and maps are nested too deep here");
     } catch (const YAML::Exception &error) {
         fail(error.mark, "this is not YAML: " + error.msg);
     }
