@@ -150,7 +150,7 @@ void setMainWindow(QWidget *window)
 void setPluginLibraryPath(const QString &path)
 {
     QString &stored = pluginLibraryPath();
-    stored = path;
+    stored = path.isEmpty() ? QString() : path;
     while (stored.endsWith('/')) {
         stored.chop(1);
     }

@@ -269,6 +269,7 @@ void ExtendDialog::setWindowFlags(Qt::WindowFlags flags)
 void ExtendDialog::changeSize(QSize size)
 {
     if (size.isValid()) {
+        d->column->activate(); // the content's new limits replace the old ones before they can stand in the way
         resize(size + QSize(2 * border, 2 * border + d->bar->height()));
     }
 }
