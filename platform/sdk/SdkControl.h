@@ -17,13 +17,13 @@ namespace sdk
 /// The non-zero statuses of the MDSV_ functions. Callers of the contract treat them alike; they are for logs.
 enum class Status : int {
     Success = 0,
-    NoCard = 1,          ///< no card, or it has gone
-    NoMenu = 2,          ///< the card has installed no menu
-    StaleCommand = 3,    ///< the identifier is not the open command's, or that command has been answered
-    WrongCommand = 4,    ///< the open command is of another type
-    BadArgument = 5,     ///< a null pointer, an unknown item, a callback that was not registered
-    SessionBusy = 6,     ///< a session is open, so that no menu choice can be taken
-    NotAvailable = 7,    ///< this library cannot do it
+    NoCard = 1,       ///< no card, or it has gone
+    NoMenu = 2,       ///< the card has installed no menu
+    StaleCommand = 3, ///< the identifier is not the open command's, or that command has been answered
+    WrongCommand = 4, ///< the open command is of another type
+    BadArgument = 5,  ///< a null pointer, an unknown item, a callback that was not registered
+    SessionBusy = 6,  ///< a session is open, so that no menu choice can be taken
+    NotAvailable = 7, ///< this library cannot do it
 };
 
 /// Attaches a device with the card behind `channel` and starts the toolkit: reset, TERMINAL PROFILE, FETCH. Returns at
@@ -57,8 +57,8 @@ struct Exchange {
         Note,     ///< anything else worth telling: a refused answer, a malformed command
     };
     Kind kind = Kind::Note;
-    std::string text;  ///< such as "SELECT ITEM \"Balance\", 4 items" or "SELECT ITEM: 11 backward move"
-    cat::Bytes bytes;  ///< as sent or received; empty where there are none
+    std::string text; ///< such as "SELECT ITEM \"Balance\", 4 items" or "SELECT ITEM: 11 backward move"
+    cat::Bytes bytes; ///< as sent or received; empty where there are none
 };
 
 /// Called for every step, on the service's own thread or the caller's; empty ends it. The listener must not call into

@@ -1,0 +1,104 @@
+#include "sdk/Apdu.h"
+
+#include "sdk/CardChannel.h"
+
+namespace sdk
+{
+
+namespace
+{
+
+constexpr std::uint8_t toolkitClass = 0x80;
+constexpr std::size_t headerSize = 4;
+
+/// A card that always has more to say is cut off here; no command of the toolkit is longer than 256 bytes.
+constexpr int maxGetResponses = 16;
+
+/// What this terminal can do (ETSI TS 102 223 clause 5.2), byte by byte; a byte that is not sent counts as 0.
+constexpr std::uint8_t terminalProfile[] = {
+    0x01 |    // byte 1: profile download
+        0x08, //         menu selection
+    0x01 |    // byte 2: command result
+        0x40, //         UCS2 display
+    0x00,     // byte 3: DISPLAY TEXT to REFRESH
+    0x01 |    // byte 4: SELECT ITEM
+        0x20, //         SET UP MENU
+};
+
+cat::Bytes apduWithData(std::uint8_t instruction, const cat::Bytes &data)
+{
+    cat::Bytes apdu = {toolkitClass, instruction, 0x00, 0x00, static_cast<std::uint8_t>(data.size())};
+    apdu.insert(apdu.end(), data.begin(), data.end());
+    return apdu;
+}
+
+/// The same command with the expected length `length`.
+cat::Bytes withLength(cat::Bytes apdu, std::uint8_t length)
+{
+    const bool hasData = apdu.size() > headerSize + 1;
+    const bool hasLength = hasData ? apdu.size() > headerSize + 1 + apdu[headerSize] : apdu.size() == headerSize + 1;
+    if (hasLength)
+        apdu.back() = length;
+    else
+        apdu.push_back(length);
+    return apdu;
+}
+
+bool transmitOnce(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer)
+{
+    answer->clear();
+    return channel.transmit(apdu, answer) && answer->size() >= 2;
+}
+
+/// Appends what GET RESPONSE brings; the last status word is the answer's.
+bool getResponse(CardChannel &channel, cat::Bytes *answer)
+{
+    for (int round = 0; round < maxGetResponses && statusWord(*answer).sw1 == 0x61; ++round) {
+        const cat::Bytes apdu = {0x00, 0xC0, 0x00, 0x00, statusWord(*answer).sw2};
+        cat::Bytes more;
+        if (!transmitOnce(channel, apdu, &more))
+            return false;
+        answer->resize(answer->size() - 2);
+        answer->insert(answer->end(), more.begin(), more.end());
+    }
+    return true;
+}
+
+} // namespace
+
+StatusWord statusWord(const cat::Bytes &answer)
+{
+    return {answer[answer.size() - 2], answer[answer.size() - 1]};
+}
+
+cat::Bytes terminalProfileApdu()
+{
+    return apduWithData(0x10, cat::Bytes(std::begin(terminalProfile), std::end(terminalProfile)));
+}
+
+cat::Bytes fetchApdu(std::uint8_t length)
+{
+    return {toolkitClass, 0x12, 0x00, 0x00, length};
+}
+
+cat::Bytes terminalResponseApdu(const cat::Bytes &data)
+{
+    return apduWithData(0x14, data);
+}
+
+cat::Bytes envelopeApdu(const cat::Bytes &data)
+{
+    return apduWithData(0xC2, data);
+}
+
+bool transmitApdu(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer)
+{
+    if (!transmitOnce(channel, apdu, answer))
+        return false;
+    const StatusWord status = statusWord(*answer);
+    if (status.sw1 == 0x6C && !transmitOnce(channel, withLength(apdu, status.sw2), answer))
+        return false;
+    return getResponse(channel, answer);
+}
+
+} // namespace sdk

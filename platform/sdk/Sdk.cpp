@@ -1,0 +1,227 @@
+#include "sdk/Records.h"
+#include "sdk/Service.h"
+
+// The C functions of the contract and the control functions beside it: arguments are checked and records filled here,
+// everything else is the service's.
+
+namespace sdk
+{
+
+namespace
+{
+
+using Kind = ItemArrays::Kind;
+
+/// Never destroyed, as the service itself.
+ItemArrays &arrays()
+{
+    static ItemArrays *const lent = new ItemArrays;
+    return *lent;
+}
+
+/// No exception crosses the C interface.
+template <typename Body>
+int guarded(const char *function, Body body)
+{
+    try {
+        return static_cast<int>(body());
+    } catch (const std::exception &problem) {
+        Service::instance().note(std::string(function) + ": " + problem.what());
+    }
+    return static_cast<int>(Status::NotAvailable);
+}
+
+/// Title, number of items and items, as both menu records have them.
+template <typename Record>
+void fillMenu(Kind kind, const cat::Command &command, Record *record)
+{
+    MDSVStkMenuItem *const items = arrays().lend(kind, command.items);
+    copyText(command.alphaId.value_or(std::u16string()), record->usTitle);
+    record->sItemCount = static_cast<int16_t>(command.items.size());
+    record->pItems = items;
+}
+
+template <typename Record>
+Status releaseMenu(const char *function, Kind kind, Record *record)
+{
+    if (!record || !arrays().takeBack(kind, record->pItems)) {
+        const std::string what = std::string(function) + ": an array that was not handed out, or is back already";
+        return Service::instance().refuse(what, Status::BadArgument);
+    }
+    record->pItems = nullptr;
+    record->sItemCount = 0;
+    return Status::Success;
+}
+
+/// The data of a command that this library answers by itself and never opens: whatever is open is something else.
+Status dataOfUnopened(int id, _MDSV_EN_STKTYPE type, const void *output)
+{
+    cat::Command command;
+    if (!output)
+        return Status::BadArgument;
+    const Status status = Service::instance().openCommand(id, type, &command);
+    return status == Status::Success ? Status::NotAvailable : status;
+}
+
+/// The same for its answer, where a refusal is worth a note.
+Status answerOfUnopened(const char *function, int id, _MDSV_EN_STKTYPE type, const uint16_t *answer)
+{
+    const std::string what = std::string(function) + ", command " + std::to_string(id);
+    return Service::instance().refuse(what, dataOfUnopened(id, type, answer));
+}
+
+} // namespace
+
+void attachDevice(std::unique_ptr<CardChannel> channel)
+{
+    Service::instance().attach(std::move(channel));
+}
+
+void detachDevice()
+{
+    Service::instance().detach();
+}
+
+void setCallbackDispatcher(Dispatcher dispatcher)
+{
+    Service::instance().setDispatcher(std::move(dispatcher));
+}
+
+void setResponseLimit(std::chrono::milliseconds limit)
+{
+    Service::instance().setLimit(limit);
+}
+
+void setExchangeListener(std::function<void(const Exchange &)> listener)
+{
+    Service::instance().setListener(std::move(listener));
+}
+
+void shutDown()
+{
+    Service::instance().shutDown();
+}
+
+} // namespace sdk
+
+using namespace sdk;
+
+int MDSV_STK_RegisterCallBack(MDSVSTKCALLBACK pCallback)
+{
+    return guarded(__func__, [&] { return Service::instance().registerStkCallback(pCallback); });
+}
+
+int MDSV_STK_UnRegisterCallBack(MDSVSTKCALLBACK pCallback)
+{
+    return guarded(__func__, [&] { return Service::instance().unregisterStkCallback(pCallback); });
+}
+
+int MDSV_DevSrv_RegisterDevMgrCallback(MDSVDEVMGRCALLBACK pCallback)
+{
+    return guarded(__func__, [&] { return Service::instance().registerDeviceCallback(pCallback); });
+}
+
+int MDSV_DevSrv_UnRegisterDevMgrCallback(MDSVDEVMGRCALLBACK pCallback)
+{
+    return guarded(__func__, [&] { return Service::instance().unregisterDeviceCallback(pCallback); });
+}
+
+int MDSV_STKSrv_GetMainMenu(MDSVStkMainMenu *pMenu)
+{
+    return guarded(__func__, [&] {
+        cat::Command command;
+        const Status status = pMenu ? Service::instance().mainMenu(&command) : Status::BadArgument;
+        if (status == Status::Success)
+            fillMenu(Kind::MainMenu, command, pMenu);
+        return status;
+    });
+}
+
+int MDSV_STKSrv_ReleaseMenus(MDSVStkMainMenu *pMenu)
+{
+    const char *const function = __func__;
+    return guarded(function, [&] { return releaseMenu(function, Kind::MainMenu, pMenu); });
+}
+
+int MDSV_STKSrv_GetSubMenu(int nCmdId, MDSVStkSubMenu *pMenu)
+{
+    return guarded(__func__, [&] {
+        cat::Command command;
+        const Status status =
+            pMenu ? Service::instance().openCommand(nCmdId, MDSV_STKTYPE_SELECT_ITEM, &command) : Status::BadArgument;
+        if (status == Status::Success) {
+            fillMenu(Kind::SubMenu, command, pMenu);
+            pMenu->sLeading = command.defaultItem.value_or(0);
+        }
+        return status;
+    });
+}
+
+int MDSV_STKSrv_ReleaseSubMenus(MDSVStkSubMenu *pMenu)
+{
+    const char *const function = __func__;
+    return guarded(function, [&] { return releaseMenu(function, Kind::SubMenu, pMenu); });
+}
+
+int MDSV_STKSrv_SelectMenuItem(int nAlwaysOne, int16_t sItemId)
+{
+    return guarded(__func__,
+                   [&] { return nAlwaysOne == 1 ? Service::instance().selectMenuItem(sItemId) : Status::BadArgument; });
+}
+
+int MDSV_STKSrv_SelectSubMenuItem(int nCmdId, int nAction, int16_t sItemId)
+{
+    return guarded(__func__, [&] { return Service::instance().answerSelectItem(nCmdId, nAction, sItemId); });
+}
+
+int MDSV_STKSrv_GetInputRequest(int nCmdId, MDSVStkInputData *pData)
+{
+    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_GET_INPUT, pData); });
+}
+
+int MDSV_STKSrv_GetInKeyRequest(int nCmdId, MDSVStkInKeyData *pData)
+{
+    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_GET_INKEY, pData); });
+}
+
+int MDSV_STKSrv_GetPromptText(int nCmdId, MDSVStkPromptData *pData)
+{
+    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_DISPLAY_TEXT, pData); });
+}
+
+int MDSV_STKSrv_GetPlayTone(int nCmdId, MDSVStkToneData *pData)
+{
+    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_PLAY_TONE, pData); });
+}
+
+int MDSV_STKSrv_GetLaunchBrowser(int nCmdId, MDSVStkBrowserData *pData)
+{
+    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_LAUNCH_BROWSER, pData); });
+}
+
+int MDSV_STKSrv_GetIdleModePrompt(int nCmdId, uint16_t *pText)
+{
+    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT, pText); });
+}
+
+int MDSV_STKSrv_GetRefreshInfo(int nCmdId, void *pBuffer)
+{
+    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_REFRESH, pBuffer); });
+}
+
+int MDSV_STKSrv_AnswerInput(int nCmdId, int /*nConfirmed*/, const uint16_t *pAnswer)
+{
+    const char *const function = __func__;
+    return guarded(function, [&] { return answerOfUnopened(function, nCmdId, MDSV_STKTYPE_GET_INPUT, pAnswer); });
+}
+
+int MDSV_STKSrv_AnswerInKey(int nCmdId, int /*nConfirmed*/, const uint16_t *pAnswer)
+{
+    const char *const function = __func__;
+    return guarded(function, [&] { return answerOfUnopened(function, nCmdId, MDSV_STKTYPE_GET_INKEY, pAnswer); });
+}
+
+int MDSV_STKSrv_SendNoDataResponse(int nCmdId, int nType, int nResult)
+{
+    return guarded(__func__, [&] { return Service::instance().answerWithoutData(nCmdId, nType, nResult); });
+}

@@ -1,0 +1,80 @@
+#include "sdk/SdkControl.h"
+
+#include "card/VirtualCard.h"
+
+#include <condition_variable>
+#include <mutex>
+
+namespace sdk
+{
+
+namespace
+{
+
+/// The way to a card in this process. The card says how long it thinks, and here is where that time passes.
+class VirtualChannel : public CardChannel
+{
+public:
+    explicit VirtualChannel(card::Profile profile)
+        : m_name("virtual card '" + profile.name + '\''), m_card(std::move(profile))
+    {
+    }
+
+    std::string name() const override { return m_name; }
+
+    bool reset(std::string *error) override
+    {
+        if (waitFor(std::chrono::milliseconds(0))) {
+            m_card.reset();
+            return true;
+        }
+        if (error)
+            *error = m_name + " has been taken out: attach a new one";
+        return false;
+    }
+
+    bool transmit(const cat::Bytes &apdu, cat::Bytes *answer) override
+    {
+        if (!waitFor(std::chrono::milliseconds(0)))
+            return false;
+        card::CardAnswer cardAnswer = m_card.transmit(apdu);
+        *answer = std::move(cardAnswer.bytes);
+        return waitFor(cardAnswer.delay);
+    }
+
+    void interrupt() override
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_interrupted = true;
+        m_wake.notify_all();
+    }
+
+private:
+    /// False: interrupted.
+    bool waitFor(std::chrono::milliseconds delay)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return !m_wake.wait_for(lock, delay, [this] { return m_interrupted; });
+    }
+
+    const std::string m_name;
+    card::VirtualCard m_card;
+    std::mutex m_mutex;
+    std::condition_variable m_wake;
+    bool m_interrupted = false;
+};
+
+} // namespace
+
+std::unique_ptr<CardChannel> openVirtualCard(const std::string &path, std::string *error)
+{
+    try {
+        return std::make_unique<VirtualChannel>(card::loadProfile(path));
+    } catch (const card::ProfileError &problem) {
+        if (error)
+            *error = problem.what();
+        return nullptr;
+    }
+}
+
+} // namespace sdk
