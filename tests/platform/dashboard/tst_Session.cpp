@@ -1,0 +1,163 @@
+#include "dashboard/Session.h"
+
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QtCore/QFile>
+
+using namespace dashboard;
+
+class tst_Session : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void attachedCardInstallsItsMenu();
+    void detachedDeviceHasNoMenu();
+    void detachWithoutDeviceDoesNothing();
+    void brokenProfileIsRefused_data();
+    void brokenProfileIsRefused();
+    void brokenProfileLeavesTheDeviceAsItWas();
+    void hostEntriesAreAdded();
+    void entriesComeOnTheUserInterfaceThread();
+    void canEndAtAnyTime();
+
+private:
+    QString write(const QString &name, const QByteArray &content) const;
+
+    QTemporaryDir m_folder;
+    Options m_options;
+};
+
+QString tst_Session::write(const QString &name, const QByteArray &content) const
+{
+    QFile file(m_folder.filePath(name));
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size() ? file.fileName() : QString();
+}
+
+void tst_Session::initTestCase()
+{
+    m_options.profileFile = write("card.yaml", "name: Test\nmenu:\n  title: Test menu\n  items:\n    - text: One\n");
+    QVERIFY(!m_options.profileFile.isEmpty());
+}
+
+void tst_Session::attachedCardInstallsItsMenu()
+{
+    Session session(m_options);
+    QSignalSpy attached(&session, &Session::attachedChanged);
+    QStringList lines;
+    connect(&session, &Session::entryAdded, [&lines](const SessionEntry &entry) { lines << toLine(entry); });
+    QString error;
+    QVERIFY2(session.attach(&error), qPrintable(error));
+    QVERIFY(session.isAttached());
+    QCOMPARE(attached.count(), 1);
+    QCOMPARE(attached.at(0).at(0).toBool(), true);
+    QTRY_COMPARE(session.menuTitle(), QString("Test menu"));
+    QTRY_VERIFY(lines.filter("card asks: SET UP MENU").size() == 1);
+    QTRY_VERIFY(lines.filter("answer: SET UP MENU").size() == 1);
+    QVERIFY(lines.value(0).startsWith("host: attaches the virtual card"));
+}
+
+void tst_Session::detachedDeviceHasNoMenu()
+{
+    Session session(m_options);
+    QString error;
+    QVERIFY(session.attach(&error));
+    QTRY_VERIFY(!session.menuTitle().isEmpty());
+    QSignalSpy attached(&session, &Session::attachedChanged);
+    session.detach();
+    QVERIFY(!session.isAttached());
+    QVERIFY(session.menuTitle().isEmpty());
+    QCOMPARE(attached.count(), 1);
+    QCOMPARE(attached.at(0).at(0).toBool(), false);
+    QVERIFY(session.attach(&error));
+    QTRY_COMPARE(session.menuTitle(), QString("Test menu"));
+}
+
+void tst_Session::detachWithoutDeviceDoesNothing()
+{
+    Session session(m_options);
+    QSignalSpy attached(&session, &Session::attachedChanged);
+    QSignalSpy entries(&session, &Session::entryAdded);
+    session.detach();
+    QCoreApplication::processEvents();
+    QCOMPARE(attached.count(), 0);
+    QCOMPARE(entries.count(), 0);
+}
+
+void tst_Session::brokenProfileIsRefused_data()
+{
+    QTest::addColumn<QString>("file");
+
+    QTest::newRow("no file") << m_folder.filePath("missing.yaml");
+    QTest::newRow("folder") << m_folder.path();
+    QTest::newRow("empty file") << write("empty.yaml", "");
+    QTest::newRow("no YAML") << write("text.yaml", "menu: [\n");
+    QTest::newRow("no profile") << write("other.yaml", "colour: blue\n");
+}
+
+void tst_Session::brokenProfileIsRefused()
+{
+    QFETCH(QString, file);
+    Options options = m_options;
+    options.profileFile = file;
+    Session session(options);
+    QString error;
+    QVERIFY(!session.attach(&error));
+    QVERIFY2(error.startsWith(file + ":"), qPrintable(error));
+    QVERIFY(!session.isAttached());
+}
+
+void tst_Session::brokenProfileLeavesTheDeviceAsItWas()
+{
+    Options options = m_options;
+    options.profileFile = write("changing.yaml", "name: A\nmenu:\n  title: First\n  items:\n    - text: One\n");
+    Session session(options);
+    QString error;
+    QVERIFY2(session.attach(&error), qPrintable(error));
+    QTRY_COMPARE(session.menuTitle(), QString("First"));
+    write("changing.yaml", "menu: [\n");
+    QVERIFY(!session.attach(&error));
+    QVERIFY(session.isAttached());
+    QCOMPARE(session.menuTitle(), QString("First"));
+}
+
+void tst_Session::hostEntriesAreAdded()
+{
+    Session session(m_options);
+    QString line;
+    connect(&session, &Session::entryAdded, [&line](const SessionEntry &entry) { line = toLine(entry); });
+    session.addHostEntry("does something");
+    QTRY_COMPARE(line, QString("host: does something"));
+}
+
+void tst_Session::entriesComeOnTheUserInterfaceThread()
+{
+    Session session(m_options);
+    int elsewhere = 0;
+    int here = 0;
+    connect(
+        &session, &Session::entryAdded, &session,
+        [&] { (QThread::currentThread() == session.thread() ? here : elsewhere) += 1; }, Qt::DirectConnection);
+    QString error;
+    QVERIFY(session.attach(&error));
+    QTRY_VERIFY(here >= 3);
+    QCOMPARE(elsewhere, 0);
+}
+
+void tst_Session::canEndAtAnyTime()
+{
+    for (int round = 0; round < 20; ++round) {
+        Options options = m_options;
+        options.callbackOnUiThread = round % 2 == 1;
+        Session session(options);
+        QString error;
+        QVERIFY(session.attach(&error));
+        if (round % 4 >= 2)
+            QCoreApplication::processEvents();
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_Session)
+#include "tst_Session.moc"
