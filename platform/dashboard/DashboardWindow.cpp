@@ -27,17 +27,16 @@ namespace
 const int logLimit = 2000; // entries
 const int bytesRole = Qt::UserRole;
 
-// Every rule names its widget: the sheet also reaches the plug-in's windows, which are children of this one, and must
-// leave them alone.
-const char sheet[] = "#headerFrame { background: #14324a; }"
-                     "#titleLabel { color: white; font-size: 20px; font-weight: bold; }"
-                     "#deviceLabel { color: #c9dcec; font-size: 13px; }"
-                     "#simToolkitButton { background: #1f6fb2; color: white; border: 2px solid #1f6fb2;"
-                     "  border-radius: 6px; font-size: 17px; font-weight: bold; padding: 18px 12px; }"
-                     "#simToolkitButton:hover { background: #2a80c7; }"
-                     "#simToolkitButton:pressed { background: #17588f; }"
-                     "#simToolkitButton:focus { border-color: #f2b632; }"
-                     "#simToolkitButton:disabled { background: #c3ccd5; border-color: #c3ccd5; color: #f3f5f8; }";
+// Sheets stand at the widgets they are for: one at the window would also reach the plug-in's windows, its children.
+const char headerSheet[] = "#headerFrame { background: #14324a; }"
+                           "#titleLabel { color: white; font-size: 20px; font-weight: bold; }"
+                           "#deviceLabel { color: #c9dcec; font-size: 13px; }";
+const char toolkitSheet[] = "QPushButton { background: #1f6fb2; color: white; border: 2px solid #1f6fb2;"
+                            "  border-radius: 6px; font-size: 17px; font-weight: bold; padding: 18px 12px; }"
+                            "QPushButton:hover { background: #2a80c7; }"
+                            "QPushButton:pressed { background: #17588f; }"
+                            "QPushButton:focus { border-color: #f2b632; }"
+                            "QPushButton:disabled { background: #c3ccd5; border-color: #c3ccd5; color: #f3f5f8; }";
 
 template <typename Widget>
 Widget *named(Widget *widget, const char *objectName, const QString &accessibleName)
@@ -57,7 +56,10 @@ QLabel *plainLabel(QWidget *parent)
 /// A language's name in that language, with its first letter as at the head of a line.
 QString languageName(const QString &code)
 {
-    const QString name = QLocale(code).nativeLanguageName();
+    const QLocale locale(code);
+    if (locale.language() == QLocale::English) // its own name for itself is that of a country
+        return QLocale::languageToString(locale.language());
+    const QString name = locale.nativeLanguageName();
     return name.isEmpty() ? code : name.left(1).toUpper() + name.mid(1);
 }
 
@@ -67,7 +69,6 @@ DashboardWindow::DashboardWindow(PluginHost &plugin, Session &session) : m_plugi
 {
     setObjectName("DashboardWindow");
     setWindowTitle(tr("Dashboard"));
-    setStyleSheet(sheet);
     resize(900, 560);
 
     auto *body = new QHBoxLayout;
@@ -91,6 +92,7 @@ QWidget *DashboardWindow::createHeader()
 {
     auto *header = new QFrame(this);
     header->setObjectName("headerFrame");
+    header->setStyleSheet(headerSheet);
     m_titleLabel = named(plainLabel(header), "titleLabel", tr("Menu of the SIM card"));
     m_deviceLabel = named(plainLabel(header), "deviceLabel", tr("State of the device"));
 
@@ -107,6 +109,7 @@ QWidget *DashboardWindow::createControls()
     auto *controls = new QWidget(this);
     controls->setFixedWidth(220);
     m_toolkitButton = named(new QPushButton(tr("&SIM Toolkit"), controls), "simToolkitButton", tr("SIM Toolkit"));
+    m_toolkitButton->setStyleSheet(toolkitSheet);
     m_deviceButton = named(new QPushButton(controls), "deviceButton", tr("Attach or detach the device"));
     m_deviceButton->setMinimumHeight(34);
 
