@@ -21,7 +21,7 @@ std::atomic<qint64> g_now;
 std::atomic<int> g_naps;
 std::atomic<int> g_shortest;
 std::atomic<int> g_longest;
-std::atomic<int> g_reads;
+thread_local int t_reads;
 std::atomic<pid_t> g_owner;
 std::function<void(int)> g_hook;
 
@@ -50,7 +50,7 @@ int clock_gettime(clockid_t clock, struct timespec *time) noexcept
 {
     if (clock != CLOCK_REALTIME)
         return int(syscall(SYS_clock_gettime, clock, time));
-    ++g_reads;
+    ++t_reads;
     if (!g_active)
         return int(syscall(SYS_clock_gettime, clock, time));
     const qint64 now = g_now;
@@ -134,7 +134,7 @@ void FakeClock::onNap(std::function<void(int)> hook)
 
 int FakeClock::reads()
 {
-    return g_reads;
+    return t_reads;
 }
 
 } // namespace support

@@ -32,7 +32,7 @@ public:
     /// runs.
     void onNap(std::function<void(int nap)> hook);
 
-    /// How often this process has read the wall clock so far, with and without an object.
+    /// How often the calling thread has read the wall clock so far, with and without an object.
     static int reads();
 
 private:
