@@ -165,8 +165,12 @@ int MDSV_STKSrv_ReleaseSubMenus(MDSVStkSubMenu *pMenu)
 
 int MDSV_STKSrv_SelectMenuItem(int nAlwaysOne, int16_t sItemId)
 {
-    return guarded(__func__,
-                   [&] { return nAlwaysOne == 1 ? Service::instance().selectMenuItem(sItemId) : Status::BadArgument; });
+    const char *const function = __func__;
+    return guarded(function, [&] {
+        if (nAlwaysOne == 1)
+            return Service::instance().selectMenuItem(sItemId);
+        return Service::instance().refuse(std::string(function) + ": the first argument is not 1", Status::BadArgument);
+    });
 }
 
 int MDSV_STKSrv_SelectSubMenuItem(int nCmdId, int nAction, int16_t sItemId)

@@ -1,0 +1,160 @@
+#include "platform/sdk/Script.h"
+
+#include <stdexcept>
+
+class Script::Channel : public sdk::CardChannel
+{
+public:
+    explicit Channel(std::shared_ptr<Script> script) : m_script(std::move(script)) {}
+    ~Channel() override
+    {
+        const std::lock_guard<std::mutex> lock(m_script->m_mutex);
+        m_script->m_isDeleted = true;
+    }
+
+    std::string name() const override { return "scripted card"; }
+    bool reset(std::string *error) override { return m_script->reset(error); }
+    bool transmit(const cat::Bytes &apdu, cat::Bytes *answer) override { return m_script->transmit(apdu, answer); }
+    void interrupt() override { m_script->interrupt(); }
+
+private:
+    std::shared_ptr<Script> m_script;
+};
+
+std::unique_ptr<sdk::CardChannel> Script::channel(const std::shared_ptr<Script> &script)
+{
+    return std::make_unique<Channel>(script);
+}
+
+Script &Script::answers(const char *hex)
+{
+    return answers(hex, 1);
+}
+
+Script &Script::answers(const char *hex, int count)
+{
+    cat::Bytes bytes;
+    if (!cat::fromHex(hex, &bytes))
+        throw std::invalid_argument(hex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_steps.insert(m_steps.end(), static_cast<std::size_t>(count), Step{Step::Kind::Answer, bytes});
+    return *this;
+}
+
+Script &Script::vanishes()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_steps.push_back({Step::Kind::Vanish, {}});
+    return *this;
+}
+
+Script &Script::hangs()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_steps.push_back({Step::Kind::Hang, {}});
+    return *this;
+}
+
+Script &Script::throws()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_steps.push_back({Step::Kind::Throw, {}});
+    return *this;
+}
+
+Script &Script::refusesReset(const std::string &error)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_resetError = error;
+    return *this;
+}
+
+Script &Script::proposes(const char *pdu)
+{
+    cat::Bytes bytes;
+    if (!cat::fromHex(pdu, &bytes))
+        throw std::invalid_argument(pdu);
+    const cat::Bytes length = {static_cast<std::uint8_t>(bytes.size())};
+    answers(("91" + cat::toHex(length)).c_str());
+    return answers((cat::toHex(bytes) + "9000").c_str());
+}
+
+QStringList Script::sent() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_sent;
+}
+
+void Script::forgetSent()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_sent.clear();
+}
+
+int Script::resets() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_resets;
+}
+
+bool Script::isHanging() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_isHanging;
+}
+
+bool Script::isInterrupted() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_isInterrupted;
+}
+
+bool Script::isDeleted() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_isDeleted;
+}
+
+bool Script::isPlayedOut() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_steps.empty();
+}
+
+bool Script::reset(std::string *error)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_resets;
+    *error = m_resetError;
+    return m_resetError.empty();
+}
+
+bool Script::transmit(const cat::Bytes &apdu, cat::Bytes *answer)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (m_isInterrupted)
+        return false;
+    m_sent.append(QString::fromStdString(cat::toHex(apdu)));
+    if (m_steps.empty()) {
+        *answer = {0x6F, 0x00};
+        return true;
+    }
+    const Step step = m_steps.front();
+    m_steps.pop_front();
+    if (step.kind == Step::Kind::Throw)
+        throw std::runtime_error("the reader has caught fire");
+    if (step.kind == Step::Kind::Hang) {
+        m_isHanging = true;
+        m_wake.wait(lock, [this] { return m_isInterrupted; });
+        m_isHanging = false;
+    }
+    *answer = step.answer;
+    return step.kind == Step::Kind::Answer;
+}
+
+void Script::interrupt()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_isInterrupted = true;
+    m_wake.notify_all();
+}

@@ -1,0 +1,68 @@
+#ifndef TESTS_SDK_SCRIPT_H
+#define TESTS_SDK_SCRIPT_H
+
+#include "sdk/CardChannel.h"
+
+#include <QStringList>
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+
+/// A card that plays what it is told and keeps what it was sent. The test and the channel share it; any thread.
+class Script
+{
+public:
+    /// A channel to this card.
+    static std::unique_ptr<sdk::CardChannel> channel(const std::shared_ptr<Script> &script);
+
+    /// The next command gets this answer: hexadecimal digits with the status word at the end.
+    Script &answers(const char *hex);
+    /// The next command gets that answer `count` times.
+    Script &answers(const char *hex, int count);
+    /// The next command finds the card gone.
+    Script &vanishes();
+    /// The next command is not answered before interrupt().
+    Script &hangs();
+    /// The next command makes the channel throw.
+    Script &throws();
+    /// reset() fails with this text.
+    Script &refusesReset(const std::string &error);
+
+    /// A SET UP MENU or SELECT ITEM: announced by the answer to the command before, and fetched.
+    Script &proposes(const char *pdu);
+
+    QStringList sent() const; ///< command APDUs in upper-case hexadecimal digits
+    void forgetSent();
+    int resets() const;
+    bool isHanging() const;
+    bool isInterrupted() const;
+    bool isDeleted() const; ///< the channel is
+    bool isPlayedOut() const;
+
+private:
+    class Channel;
+
+    struct Step {
+        enum class Kind { Answer, Vanish, Hang, Throw };
+        Kind kind;
+        cat::Bytes answer;
+    };
+
+    bool reset(std::string *error);
+    bool transmit(const cat::Bytes &apdu, cat::Bytes *answer);
+    void interrupt();
+
+    mutable std::mutex m_mutex;
+    std::condition_variable m_wake;
+    std::deque<Step> m_steps;
+    QStringList m_sent;
+    std::string m_resetError;
+    int m_resets = 0;
+    bool m_isHanging = false;
+    bool m_isInterrupted = false;
+    bool m_isDeleted = false;
+};
+
+#endif // TESTS_SDK_SCRIPT_H
