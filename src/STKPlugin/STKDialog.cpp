@@ -281,8 +281,9 @@ STKDialog::~STKDialog()
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     if (m_pStkThread && m_pStkThread->isRunning()) {
         m_pStkThread->RequestStop();
+        m_pStkThread->SetTimeOut(0); // ends a run that has yet to begin, which forgets the request
         CommonUtils::WaitForThreadToStop(m_pStkThread, STOP_TIMEOUT_S);
-        // A run that had yet to begin has forgotten the request.
+        // Whatever the host's wait said: a running thread must not be deleted.
         do
             m_pStkThread->RequestStop();
         while (!m_pStkThread->wait(STOP_POLL_MS));
