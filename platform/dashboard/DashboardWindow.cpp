@@ -151,8 +151,7 @@ QWidget *DashboardWindow::createLog()
     m_sessionTree->setAlternatingRowColors(true);
     m_sessionTree->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_sessionTree->header()->setSectionsMovable(false);
-    m_sessionTree->setColumnWidth(0, 90);
-    m_sessionTree->setColumnWidth(1, 90);
+    m_sessionTree->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
 
     m_bytesLineEdit = named(new QLineEdit(log), "bytesLineEdit", tr("Bytes of the chosen line"));
     m_bytesLineEdit->setReadOnly(true);
@@ -227,7 +226,7 @@ void DashboardWindow::changeLanguage()
 
 void DashboardWindow::addEntry(const SessionEntry &entry)
 {
-    auto *item = new QTreeWidgetItem({QTime::currentTime().toString("hh:mm:ss.zzz"), entry.direction, entry.text});
+    auto *item = new QTreeWidgetItem({QTime::currentTime().toString("hh:mm:ss"), entry.direction, entry.text});
     item->setData(0, bytesRole, entry.bytes);
     m_sessionTree->addTopLevelItem(item);
     if (m_sessionTree->topLevelItemCount() > logLimit)

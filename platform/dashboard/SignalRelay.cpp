@@ -60,6 +60,8 @@ SignalRelay::SignalRelay()
     struct sigaction action = {};
     action.sa_handler = onSignal;
     action.sa_flags = SA_RESTART;
+    for (const Row &row : rows) // one handler after the other, or the later signal would be relayed first
+        sigaddset(&action.sa_mask, row.number);
     for (std::size_t i = 0; i < rows.size(); ++i)
         sigaction(rows[i].number, &action, &previous[i]);
 }

@@ -105,7 +105,8 @@ int main(int argc, char *argv[])
     if (!haveScreen())
         return fail(ExitDisplay, "there is no screen: set DISPLAY, or use ./run for a tour without one");
 
-    QApplication application(argc, argv);
+    int noArguments = 1; // all options are the dashboard's own: Qt would take some of the same names for its own use
+    QApplication application(noArguments, argv);
     application.setApplicationName("stk-dashboard");
     application.setApplicationVersion(STK_VERSION);
     return runDashboard(line.options);

@@ -200,7 +200,7 @@ void tst_DashboardWindow::sessionIsShownNewestLast()
     QCOMPARE(tree->topLevelItem(0)->text(2), QString("first"));
     QCOMPARE(tree->topLevelItem(1)->text(2), QString("second"));
     QCOMPARE(tree->topLevelItem(1)->text(1), QString("host"));
-    QVERIFY(QTime::fromString(tree->topLevelItem(1)->text(0), "hh:mm:ss.zzz").isValid());
+    QVERIFY(QTime::fromString(tree->topLevelItem(1)->text(0), "hh:mm:ss").isValid());
 }
 
 void tst_DashboardWindow::chosenLineShowsItsBytes()

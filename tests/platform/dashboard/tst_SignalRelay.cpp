@@ -16,6 +16,7 @@ private slots:
     void signalsAreRelayed_data();
     void signalsAreRelayed();
     void orderIsKept();
+    void waitingSignalsDoNotOvertake();
     void floodDoesNotBlock();
     void arrivesOnTheUserInterfaceThread();
     void handlersArePutBack();
@@ -59,6 +60,23 @@ void tst_SignalRelay::orderIsKept()
     for (const int number : {SIGUSR1, SIGUSR2, SIGUSR2, SIGUSR1})
         raise(number);
     QTRY_COMPARE(order, QString("daad"));
+}
+
+void tst_SignalRelay::waitingSignalsDoNotOvertake()
+{
+    SignalRelay relay;
+    QString order;
+    connect(&relay, &SignalRelay::detachAsked, [&order] { order += "d"; });
+    connect(&relay, &SignalRelay::attachAsked, [&order] { order += "a"; });
+    sigset_t both;
+    sigemptyset(&both);
+    sigaddset(&both, SIGUSR1);
+    sigaddset(&both, SIGUSR2);
+    pthread_sigmask(SIG_BLOCK, &both, nullptr);
+    raise(SIGUSR1);
+    raise(SIGUSR2);
+    pthread_sigmask(SIG_UNBLOCK, &both, nullptr);
+    QTRY_COMPARE(order, QString("da"));
 }
 
 void tst_SignalRelay::floodDoesNotBlock()

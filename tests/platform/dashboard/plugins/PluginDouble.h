@@ -11,7 +11,7 @@
 #include <QWidget>
 
 /// A plug-in that works and writes down what the host asks of it, in an application property named "calls", which
-/// outlives it.
+/// outlives it. Its window opens unless the property "opens" is false.
 class PluginDouble : public QObject, public IUIPlugin, public INotify
 {
     Q_OBJECT
@@ -39,7 +39,7 @@ public:
     bool ShowWindow(QWidget *parent, QRect &rect) override
     {
         note(QString("ShowWindow %1 %2x%3").arg(parent->objectName()).arg(rect.width()).arg(rect.height()));
-        return property("opens").isNull() || property("opens").toBool();
+        return qApp->property("opens").isNull() || qApp->property("opens").toBool();
     }
     int DoModal() override { return 0; }
     void Hide() override {}
