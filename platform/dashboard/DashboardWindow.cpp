@@ -32,7 +32,8 @@ const char headerSheet[] = "#headerFrame { background: #14324a; }"
                            "#titleLabel { color: white; font-size: 20px; font-weight: bold; }"
                            "#deviceLabel { color: #c9dcec; font-size: 13px; }";
 const char toolkitSheet[] = "QPushButton { background: #1f6fb2; color: white; border: 2px solid #1f6fb2;"
-                            "  border-radius: 6px; font-size: 17px; font-weight: bold; padding: 18px 12px; }"
+                            "  border-radius: 6px; font-size: 17px; font-weight: bold; padding: 18px 12px;"
+                            "  outline: none; }"
                             "QPushButton:hover { background: #2a80c7; }"
                             "QPushButton:pressed { background: #17588f; }"
                             "QPushButton:focus { border-color: #f2b632; }"
@@ -151,6 +152,7 @@ QWidget *DashboardWindow::createLog()
     m_sessionTree->setAlternatingRowColors(true);
     m_sessionTree->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_sessionTree->header()->setSectionsMovable(false);
+    m_sessionTree->header()->setMinimumSectionSize(80);
     m_sessionTree->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
 
     m_bytesLineEdit = named(new QLineEdit(log), "bytesLineEdit", tr("Bytes of the chosen line"));
