@@ -184,11 +184,15 @@ void STKTableWidget::mouseReleaseEvent(QMouseEvent *event)
 STKExtendDlg::STKExtendDlg(QWidget *parent, Qt::WindowFlags flags, int widgetType)
     : ExtendDialog(parent, flags, widgetType)
 {
+    STK_LOG_START();
+    STK_LOG_END();
 }
 
 void STKExtendDlg::Instantiate(STKDialog *dialog)
 {
+    STK_LOG_START();
     m_pStkDialog = dialog;
+    STK_LOG_END();
 }
 
 void STKExtendDlg::reject()
