@@ -89,6 +89,7 @@ const ButtonKind buttonKinds[] = {
 QList<QAbstractButton *> addButtons(WsMessageBox *box, const QStringList &keys)
 {
     QList<QAbstractButton *> buttons;
+    box->setStandardButtons(QMessageBox::NoButton); // none but these: a box without buttons would get an OK of its own
     for (int i = 0; i < keys.size(); ++i) {
         QPushButton *button = 0;
         if (!keys.at(i).isEmpty()) {

@@ -10,14 +10,14 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <QtCore/QPointer>
+#include <QtCore/QTimer>
 
 namespace
 {
 
-/// Sizes in pixels; a message has the slimmer bar.
+/// Sizes in pixels. The bar is low because windows of a fixed size must hold their content below it.
 const int border = 1;
-const int windowBarHeight = 28;
-const int messageBarHeight = 24;
+const int barHeight = 24;
 const int messageMinimumWidth = 220;
 const int messageLook = 4;
 
@@ -38,6 +38,16 @@ bool isPlainReturn(const QKeyEvent *event)
 bool takesFocus(QWidget *frame, QWidget *widget)
 {
     return widget->isEnabled() && widget->isVisibleTo(frame) && (widget->focusPolicy() & Qt::TabFocus);
+}
+
+/// Whether `window` is the window of a parent of `frame`, directly or further up.
+bool isBehind(const QWidget *window, const QWidget *frame)
+{
+    const QWidget *parent = frame->parentWidget();
+    while (parent && parent->window() != window) {
+        parent = parent->window()->parentWidget();
+    }
+    return parent != 0;
 }
 
 } // namespace
@@ -62,6 +72,7 @@ public:
 
 public slots:
     void settleDefaultButton();
+    void takeKeyboardBack();
 
 private:
     void removeContent();
@@ -74,15 +85,13 @@ private:
 };
 
 ExtendDialogPrivate::ExtendDialogPrivate(ExtendDialog *frame, int widgetType)
-    : QObject(frame), q(frame),
-      bar(new core::TitleBar(frame, widgetType == messageLook ? messageBarHeight : windowBarHeight)),
-      column(new QVBoxLayout(frame))
+    : QObject(frame), q(frame), bar(new core::TitleBar(frame, barHeight)), column(new QVBoxLayout(frame))
 {
     column->setContentsMargins(border, border, border, border);
     column->setSpacing(0);
     column->addWidget(bar);
-    column->addStretch(0); // keeps the bar on top while there is no content
-    if (widgetType == messageLook) {
+    column->addStretch(0);           // keeps the bar on top while there is no content
+    if (widgetType == messageLook) { // a short text must not make a window of hardly more than its buttons
         bar->setMinimumWidth(messageMinimumWidth);
     }
     bar->closeButton()->setAccessibleName(QDialog::tr("Close"));
@@ -154,6 +163,8 @@ bool ExtendDialogPrivate::frameEvent(QEvent *event)
     case QEvent::WindowDeactivate:
         bar->setActive(event->type() == QEvent::WindowActivate);
         q->update();
+        // Once this change is over: activating in the middle of it would be undone by the rest of it.
+        QTimer::singleShot(0, this, SLOT(takeKeyboardBack()));
         break;
     default:
         break;
@@ -171,11 +182,10 @@ bool ExtendDialogPrivate::contentEvent(QEvent *event)
         content->setAttribute(Qt::WA_Moved);
     } else if (event->type() == QEvent::KeyPress) {
         QKeyEvent *key = static_cast<QKeyEvent *>(event);
-        if (key->key() == Qt::Key_Escape) {
-            key->ignore(); // Escape belongs to the frame: on to it, past the embedded dialog
+        if (key->key() == Qt::Key_Escape || isPlainReturn(key)) {
+            key->ignore(); // these belong to the frame: on to it, past the embedded dialog
             return true;
         }
-        return pressMessageDefault(key);
     }
     return false;
 }
@@ -194,6 +204,20 @@ void ExtendDialogPrivate::settleDefaultButton()
     }
     foreach (QPushButton *button, q->findChildren<QPushButton *>()) {
         button->setDefault(button == wanted);
+    }
+}
+
+/// A window manager may give the keyboard to the window that this frame blocks, when that is clicked. Nobody would hear
+/// the keys then.
+void ExtendDialogPrivate::takeKeyboardBack()
+{
+    const QWidget *active = QApplication::activeWindow();
+    if (!active || active == q || !q->isVisible() || QApplication::activeModalWidget() != q) {
+        return;
+    }
+    if (q->windowModality() == Qt::ApplicationModal || isBehind(active, q)) {
+        q->raise();
+        q->activateWindow();
     }
 }
 
