@@ -2,6 +2,8 @@
 
 #include "sdk/CardChannel.h"
 
+#include <algorithm>
+
 namespace sdk
 {
 
@@ -27,8 +29,11 @@ constexpr std::uint8_t terminalProfile[] = {
 
 cat::Bytes apduWithData(std::uint8_t instruction, const cat::Bytes &data)
 {
-    cat::Bytes apdu = {toolkitClass, instruction, 0x00, 0x00, static_cast<std::uint8_t>(data.size())};
-    apdu.insert(apdu.end(), data.begin(), data.end());
+    cat::Bytes apdu(headerSize + 1 + data.size());
+    apdu[0] = toolkitClass;
+    apdu[1] = instruction;
+    apdu[headerSize] = static_cast<std::uint8_t>(data.size());
+    std::copy(data.begin(), data.end(), apdu.begin() + headerSize + 1);
     return apdu;
 }
 

@@ -68,6 +68,14 @@ public:
         waitForOthers(&lock);
     }
 
+    /// Takes the function away without waiting for the calls that run; clear() still waits for them.
+    void withdraw()
+    {
+        Kept before;
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        before = replace(nullptr);
+    }
+
     /// Takes the function away for the end of the process: nothing waits for the calls that run, now and later.
     void drop()
     {

@@ -94,11 +94,6 @@ void Service::shutDown()
 {
     if (isServiceThread())
         return note("shutDown: called from within a callback, and refused");
-    m_stkHook.clear();
-    m_deviceHook.clear();
-    m_dispatcher.clear();
-    m_listener.clear();
-
     std::unique_lock<std::mutex> lock(m_mutex);
     m_wake.wait(lock, [this] { return !m_isStopping || m_isExiting; });
     if (m_isExiting)
@@ -107,6 +102,12 @@ void Service::shutDown()
     std::thread thread = std::move(m_thread);
     lock.unlock();
     letGo(device);
+    m_stkHook.withdraw();
+    m_deviceHook.withdraw();
+    m_stkHook.clear();
+    m_deviceHook.clear();
+    m_dispatcher.clear();
+    m_listener.clear();
     if (thread.joinable())
         thread.join();
 

@@ -46,10 +46,10 @@ const char *const demo = "name: Demo\n"
                          "          - {id: 18, text: There}\n"
                          "    - id: 2\n"
                          "      text: Slow\n"
-                         "      delay: 300\n"
+                         "      delay: 300ms\n"
                          "    - id: 3\n"
                          "      text: Slower\n"
-                         "      delay: 60000\n";
+                         "      delay: 60s\n";
 
 using vectors::waitForEvent;
 
