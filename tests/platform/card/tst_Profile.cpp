@@ -208,6 +208,8 @@ void tst_Profile::limitsAreAllowed_data()
         << QByteArray("name: X\nmenu: {items: [{text: a, id: 1}, {text: b, id: 255}]}");
     QTest::newRow("longest text") << inMenu("text: " + QByteArray(233, 'a'));
     QTest::newRow("deepest menu") << nested(16);
+    QTest::newRow("many sub-menus side by side")
+        << "name: X\nmenu:\n  items:\n" + QByteArray("    - {text: a, menu: {items: [{text: b}]}}\n").repeated(30);
     // 14 bytes without items, 39 items of 6 and one of 8: the 256 bytes that FETCH has room for.
     QTest::newRow("fullest command") << items(39, "aaa") + "    - text: aaaaa\n";
     QTest::newRow("longest delay") << inMenu("{text: a, delay: 600s}");
@@ -307,6 +309,8 @@ void tst_Profile::refuses_data()
     row("delay in minutes", inMenu("{text: a, delay: 1m}"), "4:24: a time such as 30s");
     row("delay negative", inMenu("{text: a, delay: -5s}"), "4:24: the delay must be from 0s to 600s, not \"-5s\"");
     row("delay too long", inMenu("{text: a, delay: 601s}"), "4:24: the delay must be from 0s to 600s");
+    row("delay that a multiplication would wrap", inMenu("{text: a, delay: 18446744073709552s}"),
+        "4:24: the delay must be");
     row("delay beyond all numbers", inMenu("{text: a, delay: 9223372036854775807s}"), "4:24: the delay must be");
     row("command of other letters", inMenu("{text: a, command: D0XY}"), "4:26: hexadecimal digits");
     row("command with half a byte", inMenu("{text: a, command: D00}"), "4:26: hexadecimal digits");

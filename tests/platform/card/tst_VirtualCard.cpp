@@ -170,7 +170,7 @@ void tst_VirtualCard::saysNothingBeforeTheTerminalProfile()
     QCOMPARE(send("80F2000000"), done);
     QCOMPARE(send("8012000010"), QByteArray("6985"));
     QCOMPARE(select(1), QByteArray("6985"));
-    QCOMPARE(send("80140000068103012500"), QByteArray("6700"));
+    QCOMPARE(respond(Result::Performed), QByteArray("6985"));
 }
 
 void tst_VirtualCard::proposesTheMainMenu()
@@ -293,6 +293,7 @@ void tst_VirtualCard::endsTheSession()
     QCOMPARE(respond(static_cast<Result>(result)), done);
     QCOMPARE(send("80F2000000"), done);
     QCOMPARE(textOf(fetch(select(1)).alphaId.value_or(u"")), QString("Account"));
+    QCOMPARE(respond(Result::BackwardMove), done); // nothing is left of the first session to go back to
 }
 
 void tst_VirtualCard::plainItemEndsTheSession()

@@ -262,6 +262,8 @@ void tst_Command::refuses_data()
     row("default item of two bytes", wrapped(selectHead + item + "90020101"), Result::DataNotUnderstood, "identifier");
     row("devices of one byte", wrapped("8103012500 820181" + title + item), Result::DataNotUnderstood, "device");
     row("from the terminal", wrapped("8103012500 82028281" + title + item), Result::DataNotUnderstood, "82 to 81");
+    row("from the terminal to itself", wrapped("8103012500 82028282" + title + item), Result::DataNotUnderstood,
+        "82 to 82");
     row("to the display", wrapped("8103012500 82028102" + title + item), Result::DataNotUnderstood, "81 to 02");
     row("last object cut off", wrapped(good + "8F0501"), Result::DataNotUnderstood, "cut off");
     row("shorter than its length", "D020" + QByteArray(good).replace(" ", ""), Result::DataNotUnderstood, "shorter");
