@@ -63,7 +63,7 @@ void tst_STKDialog::cleanup()
 {
     const QStringList problems = m_world->end();
     m_world.reset();
-    QCOMPARE(problems, QStringList());
+    QVERIFY2(problems.isEmpty(), qPrintable(problems.join("; ")));
     QVERIFY(!DialogPeek::m_pStkDialogInstance);
     QVERIFY(!LogicPeek::m_pStkLogicInst);
     QVERIFY(!InputPeek::m_pStkInputDlgInstance);

@@ -77,7 +77,7 @@ void tst_STKDialogWindow::cleanup()
 {
     const QStringList problems = m_world->end();
     m_world.reset();
-    QCOMPARE(problems, QStringList());
+    QVERIFY2(problems.isEmpty(), qPrintable(problems.join("; ")));
 }
 
 void tst_STKDialogWindow::buildingCallsTheHostInOrder()

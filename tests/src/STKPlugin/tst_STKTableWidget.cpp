@@ -110,7 +110,7 @@ void tst_STKTableWidget::cleanup()
 {
     const QStringList problems = m_world->end();
     m_world.reset();
-    QCOMPARE(problems, QStringList());
+    QVERIFY2(problems.isEmpty(), qPrintable(problems.join("; ")));
 }
 
 void tst_STKTableWidget::press(const QPoint &point)
