@@ -372,7 +372,7 @@ bool Service::isServiceThread() const
 Service::DevicePtr Service::stopLocked()
 {
     m_isStopping = true;
-    const DevicePtr device = std::exchange(m_state, State()).device;
+    DevicePtr device = std::exchange(m_state, State()).device;
     m_dropped.swap(m_jobs);
     // Nothing is deleted here: the thread may be using the device, and what the jobs hold may call back.
     m_dropped.push_back([device] {});
@@ -407,7 +407,7 @@ void Service::stopAtExit()
 /// Forgets the attached device and has its end told. The caller passes it to letGo() when it has released the lock.
 Service::DevicePtr Service::takeDeviceLocked()
 {
-    const DevicePtr device = std::exchange(m_state, State()).device;
+    DevicePtr device = std::exchange(m_state, State()).device;
     if (device && !m_isStopping)
         queueLocked([this, device] { finishDetach(device); });
     return device;
