@@ -95,12 +95,8 @@ configure() {
 
 in_tree() { (cd "$root" && "$@"); }
 
-# Builds all, with every core.
-build_all() {
+# Builds the targets named, or all, with every core.
+build() {
     configure
-    local pending
-    pending="$(ninja -C "$build" -n 2>/dev/null | tail -n 1)"
-    [[ "$pending" == *'no work to do'* ]] && return
-    echo "Building build/$preset"
-    NINJA_STATUS='[%f/%t] ' ninja -C "$build" || die "the build failed, see above"
+    (cd "$build" && NINJA_STATUS='[%f/%t] ' ninja "$@") || die "the build failed, see above"
 }
