@@ -76,7 +76,7 @@ give_back_to_caller() {
     [[ "$(stat -c %u "$root")" == "$SUDO_UID" ]] || return 0
     [[ ! -d "$root/build" ]] || chown -R "$SUDO_UID:$SUDO_GID" "$root/build"
     local home
-    home="$(getent passwd "$SUDO_UID" | cut -d: -f6)"
+    home="$(getent passwd "$SUDO_UID" | cut -d: -f6)" || true
     exec setpriv --reuid "$SUDO_UID" --regid "$SUDO_GID" --init-groups \
         env -u SUDO_UID -u SUDO_GID -u SUDO_USER HOME="${home:-/}" "$root/${0##*/}" "$@"
 }
