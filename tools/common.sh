@@ -55,7 +55,7 @@ install_missing_packages() {
   sudo apt-get update && sudo apt-get install --no-install-recommends ${packages[*]}"
     fi
     local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -q -y -o DPkg::Lock::Timeout=300)
-    logged "$root/build/packages.log" "Installing ${#packages[@]} packages: ${packages[*]}" \
+    logged "$root/build/packages.log" "Installing missing packages: ${packages[*]}" \
         install_packages "${apt[@]}" -- "${packages[@]}"
 }
 
