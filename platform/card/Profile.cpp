@@ -20,7 +20,7 @@ namespace card
 namespace
 {
 
-constexpr std::uintmax_t largestFile = 1024 * 1024;
+constexpr std::uintmax_t largestFile = std::uintmax_t{1024} * 1024;
 constexpr std::size_t mostEntries = 255;
 constexpr std::size_t mostEntriesOfAll = 10000; ///< aliases could make millions of a short file
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
@@ -226,7 +226,7 @@ std::string Loader::scalar(const YAML::Node &node, const char *expected) const
 /// A text for a data object of the card.
 std::u16string Loader::text(const YAML::Node &node, const char *expected) const
 {
-    const std::u16string result = cat::fromUtf8(scalar(node, expected));
+    std::u16string result = cat::fromUtf8(scalar(node, expected));
     if (std::any_of(result.begin(), result.end(), [](char16_t unit) { return unit < u' ' && unit != u'\n'; }))
         fail(node.Mark(), "the text has a control character; only line breaks are allowed");
     const std::size_t size = cat::encodeAlpha(result).size();

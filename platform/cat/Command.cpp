@@ -236,23 +236,23 @@ void writeItemIdentifier(const Command &command, Bytes *out)
 /// A data object: how it is read and written. One without functions is known, and skipped.
 struct ObjectRow {
     Tag tag;
-    const char *name;
     bool repeats; ///< every one counts, not only the first
+    const char *name;
     bool (*parse)(ByteView value, Parsing *parsing);
     void (*write)(const Command &command, Bytes *out);
 };
 
 constexpr ObjectRow objectRows[] = {
-    {Tag::CommandDetails, "command details", false, parseCommandDetails, writeCommandDetails},
-    {Tag::DeviceIdentities, "device identities", false, parseDeviceIdentities, writeDeviceIdentities},
-    {Tag::AlphaIdentifier, "alpha identifier", false, parseAlphaIdentifier, writeAlphaIdentifier},
-    {Tag::Item, "item", true, parseItem, writeItems},
-    {Tag::ItemIdentifier, "item identifier", false, parseItemIdentifier, writeItemIdentifier},
-    {Tag::ItemsNextActionIndicator, "items next action indicator", false, nullptr, nullptr},
-    {Tag::IconIdentifier, "icon identifier", false, nullptr, nullptr},
-    {Tag::ItemIconIdentifierList, "item icon identifier list", false, nullptr, nullptr},
-    {Tag::TextAttribute, "text attribute", false, nullptr, nullptr},
-    {Tag::ItemTextAttributeList, "item text attribute list", false, nullptr, nullptr},
+    {Tag::CommandDetails, false, "command details", parseCommandDetails, writeCommandDetails},
+    {Tag::DeviceIdentities, false, "device identities", parseDeviceIdentities, writeDeviceIdentities},
+    {Tag::AlphaIdentifier, false, "alpha identifier", parseAlphaIdentifier, writeAlphaIdentifier},
+    {Tag::Item, true, "item", parseItem, writeItems},
+    {Tag::ItemIdentifier, false, "item identifier", parseItemIdentifier, writeItemIdentifier},
+    {Tag::ItemsNextActionIndicator, false, "items next action indicator", nullptr, nullptr},
+    {Tag::IconIdentifier, false, "icon identifier", nullptr, nullptr},
+    {Tag::ItemIconIdentifierList, false, "item icon identifier list", nullptr, nullptr},
+    {Tag::TextAttribute, false, "text attribute", nullptr, nullptr},
+    {Tag::ItemTextAttributeList, false, "item text attribute list", nullptr, nullptr},
 };
 
 const ObjectRow *objectRow(Tag tag)
