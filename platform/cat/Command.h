@@ -2,7 +2,9 @@
 #define CAT_COMMAND_H
 
 #include "cat/Bytes.h"
+#include "cat/Text.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -83,11 +85,68 @@ struct Item {
     std::u16string text;
 };
 
+/// Text string (clause 8.15) with the coding it has on the card interface. No characters: a null data object.
+struct Text {
+    std::u16string value;
+    TextCoding coding = TextCoding::Gsm8Bit;
+};
+
+/// Duration (clause 8.8).
+struct Duration {
+    enum class Unit : std::uint8_t { Minutes = 0, Seconds = 1, TenthsOfSeconds = 2 };
+    Unit unit = Unit::Seconds;
+    std::uint8_t interval = 1; ///< 1 to 255
+
+    std::chrono::milliseconds time() const;
+    /// Whole seconds, rounded up.
+    int seconds() const;
+};
+
+/// Response length (clause 8.11), in characters.
+struct ResponseLength {
+    std::uint8_t minimum = 0;
+    std::uint8_t maximum = 255; ///< 255: no limit
+};
+
+/// Icon identifier (clause 8.31). Not shown here; known, so that nothing is refused for it.
+struct Icon {
+    bool selfExplanatory = false;
+    std::uint8_t id = 0;
+};
+
+/// Address or SS string (clauses 8.1 and 8.14): type of number, and the digits as text ("*" and "#" stand for
+/// themselves, "c" for a pause, "d" for a wild card, "e" for an expansion).
+struct Address {
+    std::uint8_t tonNpi = 0x91;
+    std::string digits;
+};
+
 /// A proactive command. A data object that the command does not carry is empty.
 struct Command {
     CommandDetails details;
     Device source = Device::Uicc;
     Device destination = Device::Terminal;
+    std::optional<Text> text;                     ///< DISPLAY TEXT, GET INKEY, GET INPUT, SET UP IDLE MODE TEXT
+    std::optional<Text> defaultText;              ///< GET INPUT (clause 8.23)
+    std::optional<ResponseLength> responseLength; ///< GET INPUT
+    std::optional<Duration> duration;             ///< DISPLAY TEXT, GET INKEY, PLAY TONE, SET UP CALL (redial)
+    std::optional<std::uint8_t> tone;             ///< PLAY TONE (clause 8.16)
+    std::optional<std::string> url;               ///< LAUNCH BROWSER (clause 8.48); empty: the terminal's home page
+    std::optional<Address> address;               ///< SET UP CALL, SEND SHORT MESSAGE
+    std::optional<Bytes> subaddress;              ///< SET UP CALL (clause 8.3)
+    std::optional<std::u16string> callAlphaId;    ///< SET UP CALL: the second alpha identifier, for the call itself
+    std::optional<Address> ss;                    ///< SEND SS
+    std::optional<Text> ussd;                     ///< SEND USSD (clause 8.17)
+    std::optional<Bytes> tpdu;                    ///< SEND SHORT MESSAGE (clause 8.13)
+    std::optional<Bytes> fileList;                ///< REFRESH (clause 8.18)
+    bool immediateResponse = false;               ///< DISPLAY TEXT (clause 8.43)
+    std::optional<Icon> icon;
+    std::optional<Icon> callIcon;            ///< SET UP CALL: the second one
+    std::optional<Bytes> nextAction;         ///< items next action indicator (clause 8.24)
+    std::optional<Bytes> itemIcons;          ///< item icon identifier list (clause 8.32)
+    std::optional<Bytes> textAttribute;      ///< clause 8.72
+    std::optional<Bytes> callTextAttribute;  ///< SET UP CALL: the second one
+    std::optional<Bytes> itemTextAttributes; ///< clause 8.73
     std::optional<std::u16string> alphaId;   ///< title of a menu (clause 8.2); present and empty: a null data object
     std::vector<Item> items;                 ///< at most 255
     std::optional<std::uint8_t> defaultItem; ///< identifier of the item to begin with (clause 8.10)
@@ -122,6 +181,7 @@ struct Response {
     Result result = Result::Performed;
     Bytes additionalInformation;        ///< behind the general result
     std::optional<std::uint8_t> itemId; ///< the chosen item (clause 8.10)
+    std::optional<Text> text;           ///< the answer to GET INPUT or GET INKEY (yes/no: U+0001 or U+0000, 8 bit)
 };
 
 /// Data field of the TERMINAL RESPONSE command.

@@ -11,6 +11,7 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
+#include <QtCore/QFile>
 #include <QtCore/QTimer>
 
 #include <QApplication>
@@ -43,6 +44,13 @@ const int RESPONSE_TIMEOUT_S = 20;
 const int DEVICE_TIMER_MS = 100;
 const int STOP_TIMEOUT_S = 5;
 const int STOP_POLL_MS = 100;
+const int INPUT_TIMEOUT_S = 10;
+const int MSG_TICK_MS = 1000;
+const int MSG_DEFAULT_S = 3;
+const int MS_PER_SECOND = 1000;
+
+const int INPUT_TYPE_YES_NO = 1;
+const int TONE_SUBSTITUTE = 8;
 
 // Line numbers that are part of the text of their log lines.
 const int RELEASE_NO_DIALOG_LINE = 2035;
@@ -59,6 +67,9 @@ const QLatin1String MENU_SUB("STK_SUBMENU");
 const QLatin1String TIMER_DEVICE("STK_DEVICE_TIMER");
 const QLatin1String TIMER_MSGBOX("STK_MSGBOX_TIMER");
 
+const QLatin1String CLEAR_MODE_AUTO("STK_CLR_MODE_AUTO");
+const QLatin1String TYPE_OK("STK_TYPE_OK");
+
 const QLatin1String ACTION_SELECT("SUBMENU_ACTION_SELECT_ITEM");
 const QLatin1String ACTION_BACK("SUBMENU_ACTION_RETURN_BACK_ITEM");
 
@@ -71,6 +82,13 @@ QString frameText(const char *key)
 void pushCursor(Qt::CursorShape shape)
 {
     QApplication::setOverrideCursor(QCursor(shape));
+}
+
+/// The wave file of a tone: "tone_" and its number, without leading zeros.
+QString toneFile(int nTone)
+{
+    return CommonUtils::GetPluginLibraryPath() + QLatin1String("/plugins/STKPlugin/tone_") + QString::number(nTone) +
+           QLatin1String(".wav");
 }
 
 QString textOfRow(const QTableWidgetItem *item)
@@ -228,11 +246,12 @@ void STKExtendDlg::closeEvent(QCloseEvent *event)
 
 STKDialog *STKDialog::m_pStkDialogInstance = 0;
 WsSound *STKDialog::m_pWsSoundSTK = 0;
+QDialog *STKDialog::m_pMsgDialog = 0;
 
 STKDialog::STKDialog()
     : QObject(0), m_pStkThread(0), m_bEnterPressed(false), m_strMenuState(MENU_UNKNOWN), m_pStkLogic(0), m_stMainMenu(),
-      m_stSubMenu(), m_pStkTimer(0), m_pStkInputDlg(0), m_pMsgDialog(0), m_pToneTimer(0), m_pMsgTimer(0),
-      m_nMsgTimeOut(0), m_nMsgTick(0), m_nMsgRemain(0)
+      m_stSubMenu(), m_pStkTimer(0), m_pStkInputDlg(0), m_pToneTimer(0), m_pMsgTimer(0), m_nMsgTimeOut(0),
+      m_nMsgTick(0), m_nMsgRemain(0), m_nQuestion(0)
 {
     STK_LOG_START();
     m_pStkLogic = STKLogic::CreateInstance();
@@ -886,103 +905,251 @@ void STKDialog::closeInputDlg()
         m_pStkInputDlg->CloseDlg();
 }
 
-// ---------------------------------------------------------------- STKDialog: commands that the window cannot show
-
-/// Lets STKLogic answer the card that the command was not handled.
-void STKDialog::refuseCommand()
-{
-    if (m_pStkLogic)
-        m_pStkLogic->UpdateCBReturnVal(false);
-}
+// ---------------------------------------------------------------- STKDialog: simple commands
 
 void STKDialog::onSTKDisplayText()
 {
     STK_LOG_START();
-    refuseCommand();
+    if (!m_pStkLogic) {
+        STK_LOG_NULL(__LINE__);
+        return;
+    }
+    QString strText;
+    QString strClearMode;
+    int nSeconds = 0; // kept apart: a text that is up goes on counting when this one cannot be read
+    if (!m_pStkLogic->GetPromptText(&strText, &strClearMode, &nSeconds)) {
+        STK_LOG_LINE("GetPromptText() failed %s: %s: %s: ");
+        return; // deliberately answers nothing
+    }
+    m_nMsgTimeOut = nSeconds;
+    createMsgTimer();
+    if (strClearMode == CLEAR_MODE_AUTO) {
+        m_strTimerType = TIMER_MSGBOX;
+        if (!m_pStkTimer) {
+            m_pStkLogic->UpdateCBReturnVal(false);
+            STK_LOG_END();
+            return;
+        }
+        if (!m_pMsgTimer) {
+            STK_LOG_NULL(__LINE__);
+            return;
+        }
+        startCountDown();
+    } else if (m_pMsgTimer) {
+        m_pMsgTimer->stop(); // the count-down of a text that this one replaces
+    }
+
+    const QPointer<STKDialog> self(this);
+    const int nOutcome = showTimeMessageBox(strText);
+    if (self && nOutcome != QMessageBox::NoButton)
+        answerDisplayText(nOutcome);
     STK_LOG_END();
 }
 
-void STKDialog::onSTKGetInkey()
+void STKDialog::createMsgTimer()
 {
-    STK_LOG_START();
-    refuseCommand();
-    STK_LOG_END();
+    if (!m_pMsgTimer) {
+        m_pMsgTimer = new QTimer(this);
+        connect(m_pMsgTimer, SIGNAL(timeout()), this, SLOT(onMessageTimeOut()));
+    }
 }
 
-void STKDialog::onSTKGetInput()
+void STKDialog::startCountDown()
 {
-    STK_LOG_START();
-    refuseCommand();
-    STK_LOG_END();
+    if (m_pMsgTimer->isActive())
+        m_pMsgTimer->stop();
+    if (m_nMsgTimeOut == 0)
+        m_nMsgTimeOut = MSG_DEFAULT_S;
+    m_pMsgTimer->start(MSG_TICK_MS);
+    m_nMsgRemain = m_nMsgTimeOut;
+    m_nMsgTick = 0;
+}
+
+void STKDialog::answerDisplayText(int nOutcome)
+{
+    if (!m_pStkLogic)
+        return;
+    const bool bDone = nOutcome != QMessageBox::Cancel && nOutcome != QMessageBox::No;
+    const QPointer<STKDialog> self(this);
+    if (!m_pStkLogic->SendNoDataResponse(STK_UI_STKTYPE_DISPLAY_TEXT,
+                                         bDone ? STK_UI_RESPONSE_DONE : STK_UI_RESPONSE_NOT_HANDLED))
+        STK_LOG("SendNoDataResponse Failed %s: %s: %s: ", STK_LOG_PATH, "onSTKDisplayText", StkLog::now().constData());
+    if (self && m_pStkLogic)
+        m_pStkLogic->UpdateCBReturnVal(true);
 }
 
 void STKDialog::onSTKSetupCall()
 {
     STK_LOG_START();
-    refuseCommand();
+    if (!m_pStkLogic) {
+        STK_LOG_NULL(__LINE__);
+        return;
+    }
+    // Deliberately the only command whose verdict follows the sending.
+    const bool bSent = m_pStkLogic->SendNoDataResponse(STK_UI_STKTYPE_SETUP_CALL, STK_UI_RESPONSE_NO_CALL);
+    if (!bSent)
+        STK_LOG_LINE("SendNoDataResponse failed %s: %s: %s: ");
+    if (m_pStkLogic)
+        m_pStkLogic->UpdateCBReturnVal(bSent);
     STK_LOG_END();
 }
 
-void STKDialog::onSTKPlayTone()
+/// The SEND commands: the service carries them out, the window has nothing to do.
+void STKDialog::acknowledge()
 {
-    STK_LOG_START();
-    refuseCommand();
-    STK_LOG_END();
-}
-
-void STKDialog::onSTKRefresh()
-{
-    STK_LOG_START();
-    refuseCommand();
-    STK_LOG_END();
+    if (m_pStkLogic)
+        m_pStkLogic->UpdateCBReturnVal(true);
+    else
+        STK_LOG_NULL(__LINE__);
 }
 
 void STKDialog::onSTKSendSS()
 {
     STK_LOG_START();
-    refuseCommand();
+    acknowledge();
     STK_LOG_END();
 }
 
 void STKDialog::onSTKSendSMS()
 {
     STK_LOG_START();
-    refuseCommand();
+    acknowledge();
     STK_LOG_END();
 }
 
 void STKDialog::onSTKSendUSSD()
 {
     STK_LOG_START();
-    refuseCommand();
+    acknowledge();
+    STK_LOG_END();
+}
+
+void STKDialog::onSTKRefresh()
+{
+    STK_LOG_START();
+    if (!m_pStkLogic) {
+        STK_LOG_NULL(__LINE__);
+        return;
+    }
+    m_pStkLogic->UpdateCBReturnVal(m_pStkLogic->GetRefreshInfo());
     STK_LOG_END();
 }
 
 void STKDialog::onSTKLaunchBrowser()
 {
     STK_LOG_START();
-    refuseCommand();
+    if (!m_pStkLogic) {
+        STK_LOG_NULL(__LINE__);
+        return;
+    }
+    MDSVLaunchBrowser request = {0, QString::fromLatin1("")};
+    if (!m_pStkLogic->GetLaunchBrowser(&request)) {
+        STK_LOG_LINE("GetLaunchBrowser() failed %s: %s: %s: ");
+        m_pStkLogic->UpdateCBReturnVal(false);
+        return;
+    }
+    const QPointer<STKDialog> self(this);
+    if (!request.strUrl.isEmpty())
+        CommonUtils::OpenUrl(request.strUrl);
+    if (self)
+        answerDone(STK_UI_STKTYPE_LAUNCH_BROWSER, "onSTKLaunchBrowser");
     STK_LOG_END();
 }
 
 void STKDialog::onSTKSetupIdleModeText()
 {
     STK_LOG_START();
-    refuseCommand();
+    if (!m_pStkLogic) {
+        STK_LOG_NULL(__LINE__);
+        return;
+    }
+    QString strText = QString::fromLatin1(""); // read and, deliberately, not shown
+    if (!m_pStkLogic->GetIdleModePrompt(&strText)) {
+        STK_LOG_LINE("GetIdleModePrompt() failed %s: %s: %s: ");
+        m_pStkLogic->UpdateCBReturnVal(false);
+        return;
+    }
+    answerDone(STK_UI_STKTYPE_SETUP_IDLE_MODE_TEXT, "onSTKSetupIdleModeText");
     STK_LOG_END();
 }
 
+void STKDialog::answerDone(_STK_UI_EN_STKTYPE enType, const char *pFunction)
+{
+    if (!m_pStkLogic)
+        return;
+    const QPointer<STKDialog> self(this);
+    if (!m_pStkLogic->SendNoDataResponse(enType, STK_UI_RESPONSE_DONE))
+        STK_LOG("SendNoDataResponse() failed %s: %s: %s: ", STK_LOG_PATH, pFunction, StkLog::now().constData());
+    if (self && m_pStkLogic)
+        m_pStkLogic->UpdateCBReturnVal(true);
+}
+
 // ---------------------------------------------------------------- STKDialog: tones
+
+void STKDialog::onSTKPlayTone()
+{
+    STK_LOG_START();
+    if (!m_pStkLogic || !m_pToneTimer) {
+        STK_LOG_LINE("Logic/timer instance is null %s: %s: %s: ");
+        return;
+    }
+    MDSVPlayToneRequest request = {0, 0, QString()};
+    if (!m_pStkLogic->GetPlayTone(&request)) {
+        STK_LOG_LINE("GetPlayTone() failed %s: %s: %s: ");
+        m_pStkLogic->UpdateCBReturnVal(false);
+        return;
+    }
+    QString strPath = toneFile(request.nTone);
+    if (!QFile::exists(strPath))
+        strPath = toneFile(TONE_SUBSTITUTE);
+    if (!QFile::exists(strPath)) {
+        STK_LOG_LINE("Sound file does not exists %s: %s: %s: ");
+        m_pStkLogic->UpdateCBReturnVal(false);
+        return;
+    }
+    playTone(strPath);
+    m_pToneTimer->start(request.nDuration * MS_PER_SECOND);
+
+    // Deliberately sent at once, while the tone still sounds.
+    const QPointer<STKDialog> self(this);
+    if (!m_pStkLogic->SendNoDataResponse(STK_UI_STKTYPE_PLAY_TONE, STK_UI_RESPONSE_DONE))
+        STK_LOG_LINE("SendNoDataResponse Failed of %s: %s: %s: ");
+    if (self && m_pStkLogic)
+        m_pStkLogic->UpdateCBReturnVal(true);
+    STK_LOG_END();
+}
+
+void STKDialog::playTone(QString strFile)
+{
+    STK_LOG_START();
+    if (strFile.isEmpty()) {
+        STK_LOG_LINE("Filename is empty of %s: %s: %s: ");
+        return;
+    }
+    stopTone();
+    deletePlayer(); // one that was not playing
+    m_pWsSoundSTK = new WsSound(strFile);
+    if (m_pWsSoundSTK->Play())
+        connect(m_pWsSoundSTK, SIGNAL(finished()), this, SLOT(onPlayingFinished()));
+    else
+        STK_LOG_LINE("Playing failed %s: %s: %s: ");
+    STK_LOG_END();
+}
 
 void STKDialog::stopTone()
 {
     STK_LOG_START();
     if (m_pWsSoundSTK && m_pWsSoundSTK->IsPlaying()) {
         m_pWsSoundSTK->Stop();
-        delete m_pWsSoundSTK;
-        m_pWsSoundSTK = 0;
+        deletePlayer();
     }
     STK_LOG_END();
+}
+
+void STKDialog::deletePlayer()
+{
+    delete m_pWsSoundSTK;
+    m_pWsSoundSTK = 0;
 }
 
 void STKDialog::onSTKPlayToneTimeOut()
@@ -1000,9 +1167,106 @@ void STKDialog::onPlayingFinished()
     STK_LOG_START();
     if (m_pToneTimer)
         m_pToneTimer->stop();
-    if (m_pWsSoundSTK) {
-        delete m_pWsSoundSTK;
-        m_pWsSoundSTK = 0;
-    }
+    deletePlayer(); // inside its own signal, which the host's player allows
     STK_LOG("End of %s: %s: %d: ", STK_LOG_PATH, __func__, __LINE__);
+}
+
+// ---------------------------------------------------------------- STKDialog: input commands
+
+QWidget *STKDialog::parentOfQuestions() const
+{
+    return m_pExtendDlg ? m_pExtendDlg->parentWidget() : 0;
+}
+
+void STKDialog::onSTKGetInput()
+{
+    STK_LOG_START();
+    if (!m_pStkLogic) {
+        STK_LOG_LINE("Logic instance is NULL %s: %s: %s: ");
+        return;
+    }
+    StkInKeyRequest request = StkInKeyRequest();
+    if (!m_pStkLogic->GetInputRequest(&request)) {
+        STK_LOG_LINE("GetInputRequest failed %s: %s: %s: ");
+        m_pStkLogic->UpdateCBReturnVal(false);
+        return;
+    }
+    if (m_pStkInputDlg) {
+        m_pStkInputDlg->SetInputRequest(request);
+        askInDialog(parentOfQuestions());
+    }
+    STK_LOG_END();
+}
+
+void STKDialog::onSTKGetInkey()
+{
+    STK_LOG_START();
+    if (!m_pStkLogic) {
+        STK_LOG_LINE("Logic instance is null %s: %s: %s: ");
+        return;
+    }
+    QWidget *pParent = parentOfQuestions();
+    StkInKeyRequest request = StkInKeyRequest();
+    if (!m_pStkLogic->GetInKeyRquest(&request)) {
+        STK_LOG_LINE("GetInKeyRquest faied %s: %s: %s: ");
+        m_pStkLogic->UpdateCBReturnVal(false);
+        return;
+    }
+    if (request.nInputType == INPUT_TYPE_YES_NO) {
+        askYesNo(pParent, request);
+    } else if (m_pStkInputDlg) {
+        m_pStkInputDlg->SetInKeyRequest(request);
+        askInDialog(pParent);
+    }
+    STK_LOG_END();
+}
+
+/// Shows the request that the input dialog has been given. A later question that came meanwhile has the say: this one
+/// then does nothing more.
+void STKDialog::askInDialog(QWidget *pParent)
+{
+    const QPointer<STKDialog> self(this);
+    const int nQuestion = ++m_nQuestion;
+    m_pStkInputDlg->ShowStkInputDlg(pParent);
+    if (!self || nQuestion != m_nQuestion)
+        return;
+    if (m_pStkInputDlg && m_pStkInputDlg->GetLastError() == 0)
+        stkWaitforRespond(INPUT_TIMEOUT_S);
+    if (m_pStkLogic)
+        m_pStkLogic->UpdateCBReturnVal(true);
+}
+
+void STKDialog::askYesNo(QWidget *pParent, const StkInKeyRequest &request)
+{
+    if (!m_pStkTimer) {
+        m_pStkLogic->UpdateCBReturnVal(false);
+        return;
+    }
+    m_strTimerType = TIMER_MSGBOX;
+    if (request.nDuration > 0) {
+        if (m_pStkTimer->isActive())
+            m_pStkTimer->stop();
+        m_pStkTimer->start(request.nDuration); // the card's number taken as milliseconds, deliberately
+    }
+
+    const QPointer<STKDialog> self(this);
+    const int nQuestion = ++m_nQuestion;
+    const int nResult =
+        CommonUtils::ShowMessage(QMessageBox::NoIcon, pParent, QString::fromLatin1(""), request.strPrompt,
+                                 QString::fromLatin1("IDS_YES"), QString::fromLatin1("IDS_NO"), QString::fromLatin1(""),
+                                 true, Qt::WindowCloseButtonHint, &m_pMsgDialog, QString::fromLatin1(""), true);
+    if (self && nQuestion == m_nQuestion && m_pStkLogic)
+        answerYesNo(nResult == QMessageBox::Ok);
+}
+
+/// Every outcome but Yes is a No, deliberately: also a box closed by the timer or by its frame.
+void STKDialog::answerYesNo(bool bYes)
+{
+    const QPointer<STKDialog> self(this);
+    const bool bAccepted = m_pStkLogic->CallStkAnswerInKey(TYPE_OK, QString::fromLatin1(bYes ? "1" : "0"));
+    if (!self || !m_pStkLogic)
+        return;
+    if (bAccepted)
+        stkWaitforRespond(INPUT_TIMEOUT_S);
+    m_pStkLogic->UpdateCBReturnVal(bAccepted);
 }

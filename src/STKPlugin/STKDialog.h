@@ -121,6 +121,9 @@ public:
     /// `QMessageBox::Cancel`, or `QMessageBox::NoButton` when a later text took the frame over, which then has the say.
     int showTimeMessageBox(QString strText);
 
+    /// Replaces the tone player by a new one for `strFile` and starts it.
+    void playTone(QString strFile);
+
     /// Stops and deletes a player that is playing.
     void stopTone();
 
@@ -161,6 +164,9 @@ protected:
 
     static STKDialog *m_pStkDialogInstance;
     static WsSound *m_pWsSoundSTK; ///< the tone player, null when there is none
+    /// The host's box of a yes/no question. Static, since the host puts null here when the box closes, which may be
+    /// after this object's end.
+    static QDialog *m_pMsgDialog;
 
     // Widgets are guarded: their parents delete them.
     STKThread *m_pStkThread;
@@ -180,7 +186,6 @@ protected:
     QTimer *m_pStkTimer;
     STKInputDlg *m_pStkInputDlg;
     QString m_strTimerType; ///< what m_pStkTimer is armed for: "STK_DEVICE_TIMER", "STK_MSGBOX_TIMER" or nothing
-    QDialog *m_pMsgDialog;  ///< the host's box of a yes/no question; the host puts null here when it closes
     QTimer *m_pToneTimer;
     QTimer *m_pMsgTimer; ///< one tick a second while a text counts down
     int m_nMsgTimeOut;   ///< seconds that a text is displayed
@@ -205,7 +210,18 @@ private:
     void closeInputDlg();
     void resetCountDown();
     bool isWaiting() const;
-    void refuseCommand();
+    void createMsgTimer();
+    void startCountDown();
+    void answerDisplayText(int nOutcome);
+    void acknowledge();
+    void answerDone(_STK_UI_EN_STKTYPE enType, const char *pFunction);
+    void deletePlayer();
+    QWidget *parentOfQuestions() const;
+    void askInDialog(QWidget *pParent);
+    void askYesNo(QWidget *pParent, const StkInKeyRequest &request);
+    void answerYesNo(bool bYes);
+
+    int m_nQuestion; ///< counts the questions of GET INPUT and GET INKEY: a later one has the say
 };
 
 #endif // STKDIALOG_H
