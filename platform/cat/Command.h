@@ -72,6 +72,9 @@ enum class Result : std::uint8_t {
 /// "command performed successfully" and so on; a value without a name as its number.
 std::string resultMeaning(Result result);
 
+/// "positive acknowledgement" and so on (clause 8.16); a tone without a name as "tone 7F".
+std::string toneName(std::uint8_t tone);
+
 /// Command details (clause 8.6): a response repeats them unchanged.
 struct CommandDetails {
     std::uint8_t number = 1;
@@ -85,7 +88,8 @@ struct Item {
     std::u16string text;
 };
 
-/// Text string (clause 8.15) with the coding it has on the card interface. No characters: a null data object.
+/// Text string (clause 8.15) with the coding it has on the card interface. No characters: a null data object in a
+/// command, a text of no characters in that coding in a response.
 struct Text {
     std::u16string value;
     TextCoding coding = TextCoding::Gsm8Bit;
@@ -98,8 +102,7 @@ struct Duration {
     std::uint8_t interval = 1; ///< 1 to 255
 
     std::chrono::milliseconds time() const;
-    /// Whole seconds, rounded up.
-    int seconds() const;
+    int seconds() const; ///< whole seconds, rounded up
 };
 
 /// Response length (clause 8.11), in characters.
@@ -138,7 +141,7 @@ struct Command {
     std::optional<Address> ss;                    ///< SEND SS
     std::optional<Text> ussd;                     ///< SEND USSD (clause 8.17)
     std::optional<Bytes> tpdu;                    ///< SEND SHORT MESSAGE (clause 8.13)
-    std::optional<Bytes> fileList;                ///< REFRESH (clause 8.18)
+    std::optional<Bytes> fileList;                ///< REFRESH (clause 8.18): number of files, then their paths
     bool immediateResponse = false;               ///< DISPLAY TEXT (clause 8.43)
     std::optional<Icon> icon;
     std::optional<Icon> callIcon;            ///< SET UP CALL: the second one
@@ -150,9 +153,50 @@ struct Command {
     std::optional<std::u16string> alphaId;   ///< title of a menu (clause 8.2); present and empty: a null data object
     std::vector<Item> items;                 ///< at most 255
     std::optional<std::uint8_t> defaultItem; ///< identifier of the item to begin with (clause 8.10)
+    Bytes otherObjects; ///< data objects that belong to the command and are not read here, whole and in their order
+
+    // What the qualifier says (clause 8.6); false for a command in which the bit means nothing of the kind.
 
     bool helpAvailable() const { return (details.qualifier & 0x80) != 0; }
+    /// DISPLAY TEXT: shown even while something else is on the screen.
+    bool isHighPriority() const { return bit(CommandType::DisplayText, 0x01); }
+    /// DISPLAY TEXT: stays until the user clears it; otherwise it goes after a delay.
+    bool isClearedByUser() const { return bit(CommandType::DisplayText, 0x80); }
+    /// GET INKEY: the question is answered with yes or no; the other bits then mean nothing.
+    bool isYesNo() const { return bit(CommandType::GetInkey, 0x04); }
+    /// GET INKEY: a digit is answered at once and need not be confirmed.
+    bool isImmediateDigit() const { return bit(CommandType::GetInkey, 0x08); }
+    /// GET INKEY, GET INPUT: only 0 to 9, "*", "#" and "+".
+    bool isDigitsOnly() const { return isAnswered() && !isYesNo() && (details.qualifier & 0x01) == 0; }
+    /// GET INKEY, GET INPUT: any character of UCS2, otherwise those of the GSM default alphabet.
+    bool isUcs2() const { return isAnswered() && !isYesNo() && (details.qualifier & 0x03) == 0x03; }
+    /// GET INPUT: the characters are not to be seen as they are entered.
+    bool isHidden() const { return bit(CommandType::GetInput, 0x04); }
+    /// GET INPUT: the answer goes to the card packed.
+    bool isPacked() const { return bit(CommandType::GetInput, 0x08); }
+    /// SEND SHORT MESSAGE: the text has 8 bits for each character and must be packed before it is sent.
+    bool isPackingRequired() const { return bit(CommandType::SendShortMessage, 0x01); }
+    /// PLAY TONE: vibrates as well, where that is possible.
+    bool isVibrating() const { return bit(CommandType::PlayTone, 0x01); }
+    /// SET UP MENU, SELECT ITEM: choosing with soft keys is preferred.
+    bool isSoftKeyPreferred() const { return bit(CommandType::SetUpMenu, 0x01) || bit(CommandType::SelectItem, 0x04); }
+
+    /// GET INKEY, GET INPUT: the coding that the card wants the answer's text in.
+    TextCoding answerCoding() const
+    {
+        return isUcs2() ? TextCoding::Ucs2 : isPacked() ? TextCoding::Gsm7Packed : TextCoding::Gsm8Bit;
+    }
+
+private:
+    bool isAnswered() const { return details.type == CommandType::GetInkey || details.type == CommandType::GetInput; }
+    bool bit(CommandType type, unsigned int mask) const
+    {
+        return details.type == type && (details.qualifier & mask) != 0;
+    }
 };
+
+/// The device that carries a command out: the earpiece for PLAY TONE, the network for SEND SS and so on.
+Device destinationOf(CommandType type);
 
 /// What came of decoding.
 struct DecodedCommand {
@@ -170,7 +214,8 @@ struct DecodedCommand {
 /// type without a row in the table BeyondCapabilities or TypeNotUnderstood.
 DecodedCommand decodeCommand(ByteView pdu);
 
-/// The BER-TLV object for FETCH. Texts take the shortest coding that holds them.
+/// The BER-TLV object for FETCH. A text keeps its coding, or takes UCS2 where that cannot hold it; alpha identifiers
+/// and items take the shortest coding that holds them. An object that the command's type does not have is left out.
 Bytes encodeCommand(const Command &command);
 
 /// One terminal response (ETSI TS 102 223 clause 6.8).
@@ -182,9 +227,12 @@ struct Response {
     Bytes additionalInformation;        ///< behind the general result
     std::optional<std::uint8_t> itemId; ///< the chosen item (clause 8.10)
     std::optional<Text> text;           ///< the answer to GET INPUT or GET INKEY (yes/no: U+0001 or U+0000, 8 bit)
+    std::optional<Duration> duration;   ///< GET INKEY with a duration: how long the question was open (clause 6.4.2)
 };
 
-/// Data field of the TERMINAL RESPONSE command.
+/// Data field of the TERMINAL RESPONSE command. Text and item go out only with a result that carries them: performed
+/// in one way or another, and for an item also that help is wanted. A text that its coding cannot hold goes out in
+/// UCS2.
 Bytes encodeResponse(const Response &response);
 
 /// Nothing when the command details, the devices or the result are missing or malformed.

@@ -267,7 +267,8 @@ void tst_Command::refuses_data()
     row("to the display", wrapped("8103012500 82028102" + title + item), Result::DataNotUnderstood, "81 to 02");
     row("last object cut off", wrapped(good + "8F0501"), Result::DataNotUnderstood, "cut off");
     row("shorter than its length", "D020" + QByteArray(good).replace(" ", ""), Result::DataNotUnderstood, "shorter");
-    row("a command without a row", wrapped("8103012180 82028102 8D020441"), Result::BeyondCapabilities, "DISPLAY TEXT");
+    row("a command without a row", wrapped("8103012700 82028182 A40101"), Result::BeyondCapabilities,
+        "TIMER MANAGEMENT");
     row("a type nobody knows", wrapped("8103017F00 82028182"), Result::TypeNotUnderstood, "COMMAND 7F");
 }
 
@@ -307,7 +308,7 @@ void tst_Command::unreadableDetailsGetNoResponse()
 
 void tst_Command::refusedCommandKeepsItsDetails()
 {
-    const cat::Command command = cat::decodeCommand(bytesOf(wrapped("8103072180 82028102 8D020441"))).command;
+    const cat::Command command = cat::decodeCommand(bytesOf(wrapped("8103072180 82028102"))).command;
     QCOMPARE(int(command.details.number), 7);
     QVERIFY(command.details.type == CommandType::DisplayText);
     QCOMPARE(int(command.details.qualifier), 0x80);

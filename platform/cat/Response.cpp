@@ -1,0 +1,143 @@
+#include "cat/Command.h"
+
+#include "cat/Objects.h"
+#include "cat/Tlv.h"
+
+namespace cat
+{
+
+namespace
+{
+
+/// Results with which the user's text goes to the card: performed in one way or another.
+bool carriesText(Result result)
+{
+    return static_cast<std::uint8_t>(result) < 0x10;
+}
+
+/// The same for the choice of an item, which may also be the one that help is wanted for.
+bool carriesItem(Result result)
+{
+    return carriesText(result) || result == Result::HelpRequired;
+}
+
+/// GET INKEY that asks for yes or no (ETSI TS 102 223 clause 8.6).
+bool isYesNo(const CommandDetails &details)
+{
+    return details.type == CommandType::GetInkey && (details.qualifier & 0x04) != 0;
+}
+
+/// Yes and no are the bytes 01 and 00 in the 8-bit coding, which are no characters (clause 6.8.12).
+constexpr char16_t yes = 0x01;
+
+Bytes answerValue(const Response &response)
+{
+    const Text &text = *response.text;
+    if (isYesNo(response.details) && text.value.size() == 1 && text.value[0] <= yes)
+        return {static_cast<std::uint8_t>(TextCoding::Gsm8Bit), static_cast<std::uint8_t>(text.value[0])};
+    return textValue(text);
+}
+
+/// False when there is a text string and it is malformed.
+bool readText(const std::optional<TlvObject> &object, Response *response)
+{
+    if (!object)
+        return true;
+    const ByteView value = object->value;
+    if (isYesNo(response->details) && value.size == 2 && value[1] <= yes)
+        response->text = Text{std::u16string(1, value[1]), TextCoding::Gsm8Bit};
+    else
+        response->text = parseTextValue(value);
+    return response->text.has_value();
+}
+
+/// False when there is a duration and it is malformed.
+bool readDuration(const std::optional<TlvObject> &object, std::optional<Duration> *duration)
+{
+    if (object)
+        *duration = parseDuration(object->value);
+    return !object || duration->has_value();
+}
+
+bool readResult(const std::optional<TlvObject> &object, Response *response)
+{
+    if (!object || object->value.empty())
+        return false;
+    response->result = static_cast<Result>(object->value[0]);
+    response->additionalInformation.assign(object->value.begin() + 1, object->value.end());
+    return true;
+}
+
+/// False when there is an identifier and it is not one byte.
+bool readItemId(const std::optional<TlvObject> &object, std::optional<std::uint8_t> *itemId)
+{
+    if (object && object->value.size == 1)
+        *itemId = object->value[0];
+    return !object || object->value.size == 1;
+}
+
+bool wellFormed(ByteView objects)
+{
+    TlvReader reader(objects);
+    while (reader.next())
+        continue;
+    return !reader.malformed();
+}
+
+} // namespace
+
+Bytes encodeResponse(const Response &response)
+{
+    Bytes out;
+    writeDetails(response.details, &out);
+    writeDevices(response.source, response.destination, &out);
+    Bytes result = response.additionalInformation;
+    result.insert(result.begin(), static_cast<std::uint8_t>(response.result));
+    appendObject(&out, Tag::Result, true, result);
+    if (response.duration)
+        writeDuration(*response.duration, {Tag::Duration, true}, &out);
+    if (response.text && carriesText(response.result))
+        appendObject(&out, Tag::TextString, true, answerValue(response));
+    if (response.itemId && carriesItem(response.result))
+        appendObject(&out, Tag::ItemIdentifier, true, ByteView(&*response.itemId, 1));
+    return out;
+}
+
+std::optional<Response> decodeResponse(ByteView data)
+{
+    Response response;
+    const std::optional<TlvObject> details = findObject(data, Tag::CommandDetails);
+    const std::optional<TlvObject> devices = findObject(data, Tag::DeviceIdentities);
+    const bool good = wellFormed(data) && details && parseDetails(details->value, &response.details) && devices &&
+                      parseDevices(devices->value, &response.source, &response.destination) &&
+                      readResult(findObject(data, Tag::Result), &response) &&
+                      readDuration(findObject(data, Tag::Duration), &response.duration) &&
+                      readText(findObject(data, Tag::TextString), &response) &&
+                      readItemId(findObject(data, Tag::ItemIdentifier), &response.itemId);
+    return good ? std::optional<Response>(std::move(response)) : std::nullopt;
+}
+
+Bytes encodeMenuSelection(const MenuSelection &selection)
+{
+    Bytes value;
+    writeDevices(Device::Keypad, Device::Uicc, &value);
+    appendObject(&value, Tag::ItemIdentifier, true, ByteView(&selection.itemId, 1));
+    if (selection.helpRequested)
+        appendObject(&value, Tag::HelpRequest, false, ByteView());
+    return berObject(BerTag::MenuSelection, value);
+}
+
+std::optional<MenuSelection> decodeMenuSelection(ByteView data)
+{
+    const std::optional<BerObject> ber = readBer(data);
+    if (!ber || !ber->complete || ber->tag != static_cast<std::uint8_t>(BerTag::MenuSelection) ||
+        !wellFormed(ber->value))
+        return std::nullopt;
+    const std::optional<TlvObject> devices = findObject(ber->value, Tag::DeviceIdentities);
+    const std::optional<TlvObject> item = findObject(ber->value, Tag::ItemIdentifier);
+    if (!devices || devices->value.size != 2 || !item || item->value.size != 1)
+        return std::nullopt;
+    return MenuSelection{item->value[0], findObject(ber->value, Tag::HelpRequest).has_value()};
+}
+
+} // namespace cat
