@@ -1,7 +1,7 @@
 #include "cat/Command.h"
 
 #include "cat/Objects.h"
-#include "cat/Tlv.h"
+#include "cat/Values.h"
 
 #include <algorithm>
 #include <bitset>
@@ -170,13 +170,13 @@ Fault checkGetInput(const Parsing &parsing)
     return checkText(parsing);
 }
 
-/// The same for a text that is an alpha identifier; without any it is the terminal's choice what to show.
+/// The same for texts that are alpha identifiers; where there is none, the terminal chooses what to show.
 Fault checkAlpha(const Parsing &parsing)
 {
     const Command &command = parsing.command;
-    if (command.icon && command.alphaId && command.alphaId->empty())
-        return contradiction("an icon comes with an empty alpha identifier");
-    return {};
+    const bool lonely = command.icon && command.alphaId && command.alphaId->empty();
+    const bool lonelyInCall = command.callIcon && command.callAlphaId && command.callAlphaId->empty();
+    return lonely || lonelyInCall ? contradiction("an icon comes with an empty alpha identifier") : Fault();
 }
 
 Fault checkSetUpMenu(const Parsing &parsing)

@@ -1,8 +1,8 @@
 #include "cat/Objects.h"
 
 #include "cat/Text.h"
+#include "cat/Values.h"
 
-#include <algorithm>
 #include <iterator>
 
 namespace cat
@@ -214,41 +214,6 @@ void writeUrl(const Command &command, const ObjectHead &head, Bytes *out)
         appendObject(out, head.tag, head.comprehension, Bytes(command.url->begin(), command.url->end()));
 }
 
-/// BCD digits (ETSI TS 102 223 clause 8.1, 3GPP TS 31.102 clause 4.4.2.3); F fills up and ends them.
-constexpr char bcdDigits[] = "0123456789*#cde";
-constexpr std::uint8_t bcdFiller = 0x0F;
-
-std::string decodeBcd(ByteView octets)
-{
-    std::string digits;
-    digits.reserve(octets.size * 2);
-    for (const std::uint8_t octet : octets) {
-        for (const int digit : {octet & 0x0F, octet >> 4}) {
-            if (digit == bcdFiller)
-                return digits;
-            digits.push_back(bcdDigits[digit]);
-        }
-    }
-    return digits;
-}
-
-void appendBcd(const std::string &digits, Bytes *out)
-{
-    bool low = true;
-    for (const char digit : digits) {
-        const auto end = std::end(bcdDigits) - 1;
-        const auto found = std::find(std::begin(bcdDigits), end, digit);
-        if (found == end)
-            continue;
-        const auto value = static_cast<std::uint8_t>(found - std::begin(bcdDigits));
-        if (low)
-            out->push_back(static_cast<std::uint8_t>(bcdFiller << 4 | value));
-        else
-            out->back() = static_cast<std::uint8_t>((out->back() & 0x0F) | value << 4);
-        low = !low;
-    }
-}
-
 template <std::optional<Address> Command::*field>
 bool parseAddress(ByteView value, Parsing *parsing)
 {
@@ -268,72 +233,16 @@ void writeAddress(const Command &command, const ObjectHead &head, Bytes *out)
     }
 }
 
-/// Coding of a USSD string: the cell broadcast data coding scheme (3GPP TS 23.038 clause 5). Nothing where it is
-/// reserved, compressed or says that a language code comes first.
-std::optional<TextCoding> ussdCoding(std::uint8_t scheme)
-{
-    const unsigned int group = scheme >> 4;
-    if (group == 0 || group == 2)
-        return TextCoding::Gsm7Packed;
-    if (group == 0xF)
-        return (scheme & 0x04) != 0 ? TextCoding::Gsm8Bit : TextCoding::Gsm7Packed;
-    if (group != 4 && group != 5)
-        return std::nullopt;
-    constexpr std::optional<TextCoding> codings[] = {TextCoding::Gsm7Packed, TextCoding::Gsm8Bit, TextCoding::Ucs2, {}};
-    return codings[scheme >> 2 & 0x03];
-}
-
-std::u16string decodeText(ByteView octets, TextCoding coding)
-{
-    switch (coding) {
-    case TextCoding::Gsm7Packed:
-        return decodeGsm7Packed(octets);
-    case TextCoding::Ucs2:
-        return decodeUcs2(octets);
-    case TextCoding::Gsm8Bit:
-        break;
-    }
-    return decodeGsm8Bit(octets);
-}
-
-/// The octets of a text, and the coding that was taken for them.
-struct Encoded {
-    TextCoding coding;
-    Bytes octets;
-};
-
-Encoded encodeText(const Text &text)
-{
-    std::optional<Bytes> octets;
-    if (text.coding == TextCoding::Gsm7Packed)
-        octets = encodeGsm7Packed(text.value);
-    else if (text.coding == TextCoding::Gsm8Bit)
-        octets = encodeGsm8Bit(text.value);
-    if (octets)
-        return {text.coding, std::move(*octets)};
-    return {TextCoding::Ucs2, encodeUcs2(text.value)};
-}
-
 bool parseUssd(ByteView value, Parsing *parsing)
 {
-    const std::optional<TextCoding> coding = value.empty() ? std::nullopt : ussdCoding(value[0]);
-    if (!coding)
-        return false;
-    parsing->command.ussd = Text{decodeText(ByteView(value.data + 1, value.size - 1), *coding), *coding};
-    return true;
+    parsing->command.ussd = parseUssdValue(value);
+    return parsing->command.ussd.has_value();
 }
 
 void writeUssd(const Command &command, const ObjectHead &head, Bytes *out)
 {
-    if (!command.ussd)
-        return;
-    Encoded encoded = encodeText(*command.ussd);
-    // No message class for packed text; for the other codings the general group, without compression and class.
-    const std::uint8_t scheme = encoded.coding == TextCoding::Gsm7Packed ? 0xF0
-                                : encoded.coding == TextCoding::Gsm8Bit  ? 0x44
-                                                                         : 0x48;
-    encoded.octets.insert(encoded.octets.begin(), scheme);
-    appendObject(out, head.tag, head.comprehension, encoded.octets);
+    if (command.ussd)
+        appendObject(out, head.tag, head.comprehension, ussdValue(*command.ussd));
 }
 
 // Items.
@@ -437,75 +346,5 @@ const DataObject plmnList = keptObject(Tag::PlmnList, "PLMN list");
 const DataObject provisioningFile = keptObject(Tag::ProvisioningFile, "provisioning file reference");
 
 } // namespace objects
-
-bool parseDetails(ByteView value, CommandDetails *details)
-{
-    if (value.size != 3)
-        return false;
-    *details = {value[0], static_cast<CommandType>(value[1]), value[2]};
-    return true;
-}
-
-void writeDetails(const CommandDetails &details, Bytes *out)
-{
-    const std::uint8_t value[] = {details.number, static_cast<std::uint8_t>(details.type), details.qualifier};
-    appendObject(out, Tag::CommandDetails, true, ByteView(value, std::size(value)));
-}
-
-bool parseDevices(ByteView value, Device *source, Device *destination)
-{
-    if (value.size != 2)
-        return false;
-    *source = static_cast<Device>(value[0]);
-    *destination = static_cast<Device>(value[1]);
-    return true;
-}
-
-void writeDevices(Device source, Device destination, Bytes *out)
-{
-    const std::uint8_t value[] = {static_cast<std::uint8_t>(source), static_cast<std::uint8_t>(destination)};
-    appendObject(out, Tag::DeviceIdentities, true, ByteView(value, std::size(value)));
-}
-
-std::optional<Duration> parseDuration(ByteView value)
-{
-    constexpr auto lastUnit = static_cast<std::uint8_t>(Duration::Unit::TenthsOfSeconds);
-    if (value.size != 2 || value[0] > lastUnit || value[1] == 0)
-        return std::nullopt;
-    return Duration{static_cast<Duration::Unit>(value[0]), value[1]};
-}
-
-void writeDuration(const Duration &duration, const ObjectHead &head, Bytes *out)
-{
-    const std::uint8_t value[] = {static_cast<std::uint8_t>(duration.unit), duration.interval};
-    appendObject(out, head.tag, head.comprehension, ByteView(value, std::size(value)));
-}
-
-std::optional<Text> parseTextValue(ByteView value)
-{
-    if (value.empty())
-        return Text();
-    const auto coding = static_cast<TextCoding>(value[0]);
-    if (coding != TextCoding::Gsm7Packed && coding != TextCoding::Gsm8Bit && coding != TextCoding::Ucs2)
-        return std::nullopt;
-    return Text{decodeText(ByteView(value.data + 1, value.size - 1), coding), coding};
-}
-
-Bytes textValue(const Text &text)
-{
-    Encoded encoded = encodeText(text);
-    encoded.octets.insert(encoded.octets.begin(), static_cast<std::uint8_t>(encoded.coding));
-    return std::move(encoded.octets);
-}
-
-std::optional<TlvObject> findObject(ByteView objects, Tag tag)
-{
-    TlvReader reader(objects);
-    while (const std::optional<TlvObject> object = reader.next()) {
-        if (object->tag == tag)
-            return object;
-    }
-    return std::nullopt;
-}
 
 } // namespace cat

@@ -2,7 +2,7 @@
 #define CAT_OBJECTS_H
 
 #include "cat/Command.h"
-#include "cat/Tlv.h"
+#include "cat/Values.h"
 
 namespace cat
 {
@@ -13,12 +13,6 @@ namespace cat
 struct Parsing {
     Command command;
     std::size_t nullItems = 0; ///< items without any content
-};
-
-/// How an object is introduced.
-struct ObjectHead {
-    Tag tag;
-    bool comprehension;
 };
 
 /// A data object: how it is read and written. One without functions is kept whole in Command::otherObjects.
@@ -76,26 +70,6 @@ extern const DataObject plmnList;
 extern const DataObject provisioningFile;
 
 } // namespace objects
-
-// Values that commands and responses share. Each parse function answers false, and each one with an optional nothing,
-// when the value is not what its clause says.
-
-bool parseDetails(ByteView value, CommandDetails *details);
-void writeDetails(const CommandDetails &details, Bytes *out);
-
-bool parseDevices(ByteView value, Device *source, Device *destination);
-void writeDevices(Device source, Device destination, Bytes *out);
-
-std::optional<Duration> parseDuration(ByteView value);
-void writeDuration(const Duration &duration, const ObjectHead &head, Bytes *out);
-
-/// Text string (clause 8.15). No bytes at all are a text without characters, in 8 bits.
-std::optional<Text> parseTextValue(ByteView value);
-/// With the coding in front, also where there are no characters.
-Bytes textValue(const Text &text);
-
-/// The first object with that tag, as long as the bytes in front of it can be walked over.
-std::optional<TlvObject> findObject(ByteView objects, Tag tag);
 
 /// True for a type that the standard names, whether it has a row here or not.
 bool isNamed(CommandType type);

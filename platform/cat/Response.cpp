@@ -1,7 +1,6 @@
 #include "cat/Command.h"
 
-#include "cat/Objects.h"
-#include "cat/Tlv.h"
+#include "cat/Values.h"
 
 namespace cat
 {

@@ -1,0 +1,221 @@
+#include "cat/Values.h"
+
+#include "cat/Text.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace cat
+{
+
+namespace
+{
+
+/// BCD digits (ETSI TS 102 223 clause 8.1, 3GPP TS 31.102 clause 4.4.2.3); F fills up and ends them.
+constexpr char bcdDigits[] = "0123456789*#cde";
+constexpr std::uint8_t bcdFiller = 0x0F;
+
+/// Bits 4 and 3 of a coding scheme in the general group; the reserved value stands for the default alphabet.
+constexpr TextCoding generalCodings[] = {TextCoding::Gsm7Packed, TextCoding::Gsm8Bit, TextCoding::Ucs2,
+                                         TextCoding::Gsm7Packed};
+
+TextCoding generalCoding(std::uint8_t scheme)
+{
+    return generalCodings[scheme >> 2 & 0x03];
+}
+
+/// The group that has a message class and only two alphabets.
+TextCoding classCoding(std::uint8_t scheme)
+{
+    return (scheme & 0x04) != 0 ? TextCoding::Gsm8Bit : TextCoding::Gsm7Packed;
+}
+
+/// Coding of a text string: the alphabet in the data coding scheme of short messages, the rest of which does not count
+/// (3GPP TS 23.038 clause 4). Nothing for compressed text.
+std::optional<TextCoding> smsCoding(std::uint8_t scheme)
+{
+    constexpr std::uint8_t compressed = 0x20;
+    const unsigned int group = scheme >> 4;
+    if (group < 8)
+        return (scheme & compressed) != 0 ? std::nullopt : std::optional<TextCoding>(generalCoding(scheme));
+    if (group == 0xF)
+        return classCoding(scheme);
+    return group == 0xE ? TextCoding::Ucs2 : TextCoding::Gsm7Packed;
+}
+
+/// Coding of a USSD string: the data coding scheme of cell broadcast (3GPP TS 23.038 clause 5), in which reserved
+/// groups stand for the default alphabet. Nothing for text that is compressed or that has something else in front of
+/// it: a language, a user data header, the groups of other protocols.
+std::optional<TextCoding> broadcastCoding(std::uint8_t scheme)
+{
+    switch (scheme >> 4) {
+    case 0x1:
+    case 0x6:
+    case 0x7:
+    case 0x9:
+    case 0xE:
+        return std::nullopt;
+    case 0x4:
+    case 0x5:
+        return generalCoding(scheme);
+    case 0xF:
+        return classCoding(scheme);
+    default:
+        return TextCoding::Gsm7Packed;
+    }
+}
+
+std::u16string decodeOctets(ByteView octets, TextCoding coding)
+{
+    switch (coding) {
+    case TextCoding::Gsm7Packed:
+        return decodeGsm7Packed(octets);
+    case TextCoding::Ucs2:
+        return decodeUcs2(octets);
+    case TextCoding::Gsm8Bit:
+        break;
+    }
+    return decodeGsm8Bit(octets);
+}
+
+/// The text behind the coding scheme in front of it; nothing when the scheme gave no coding.
+std::optional<Text> decodeText(ByteView value, std::optional<TextCoding> coding)
+{
+    if (!coding)
+        return std::nullopt;
+    return Text{decodeOctets(ByteView(value.data + 1, value.size - 1), *coding), *coding};
+}
+
+/// The octets of a text, and the coding that was taken for them.
+struct Encoded {
+    TextCoding coding;
+    Bytes octets;
+};
+
+Encoded encodeText(const Text &text)
+{
+    std::optional<Bytes> octets;
+    if (text.coding == TextCoding::Gsm7Packed)
+        octets = encodeGsm7Packed(text.value);
+    else if (text.coding == TextCoding::Gsm8Bit)
+        octets = encodeGsm8Bit(text.value);
+    if (octets)
+        return {text.coding, std::move(*octets)};
+    return {TextCoding::Ucs2, encodeUcs2(text.value)};
+}
+
+} // namespace
+
+bool parseDetails(ByteView value, CommandDetails *details)
+{
+    if (value.size != 3)
+        return false;
+    *details = {value[0], static_cast<CommandType>(value[1]), value[2]};
+    return true;
+}
+
+void writeDetails(const CommandDetails &details, Bytes *out)
+{
+    const std::uint8_t value[] = {details.number, static_cast<std::uint8_t>(details.type), details.qualifier};
+    appendObject(out, Tag::CommandDetails, true, ByteView(value, std::size(value)));
+}
+
+bool parseDevices(ByteView value, Device *source, Device *destination)
+{
+    if (value.size != 2)
+        return false;
+    *source = static_cast<Device>(value[0]);
+    *destination = static_cast<Device>(value[1]);
+    return true;
+}
+
+void writeDevices(Device source, Device destination, Bytes *out)
+{
+    const std::uint8_t value[] = {static_cast<std::uint8_t>(source), static_cast<std::uint8_t>(destination)};
+    appendObject(out, Tag::DeviceIdentities, true, ByteView(value, std::size(value)));
+}
+
+std::optional<Duration> parseDuration(ByteView value)
+{
+    constexpr auto lastUnit = static_cast<std::uint8_t>(Duration::Unit::TenthsOfSeconds);
+    if (value.size != 2 || value[0] > lastUnit || value[1] == 0)
+        return std::nullopt;
+    return Duration{static_cast<Duration::Unit>(value[0]), value[1]};
+}
+
+void writeDuration(const Duration &duration, const ObjectHead &head, Bytes *out)
+{
+    const std::uint8_t value[] = {static_cast<std::uint8_t>(duration.unit), duration.interval};
+    appendObject(out, head.tag, head.comprehension, ByteView(value, std::size(value)));
+}
+
+std::string decodeBcd(ByteView octets)
+{
+    std::string digits;
+    digits.reserve(octets.size * 2);
+    for (const std::uint8_t octet : octets) {
+        for (const int digit : {octet & 0x0F, octet >> 4}) {
+            if (digit == bcdFiller)
+                return digits;
+            digits.push_back(bcdDigits[digit]);
+        }
+    }
+    return digits;
+}
+
+void appendBcd(const std::string &digits, Bytes *out)
+{
+    bool low = true;
+    for (const char digit : digits) {
+        const auto end = std::end(bcdDigits) - 1;
+        const auto found = std::find(std::begin(bcdDigits), end, digit);
+        if (found == end)
+            continue;
+        const auto value = static_cast<std::uint8_t>(found - std::begin(bcdDigits));
+        if (low)
+            out->push_back(static_cast<std::uint8_t>(bcdFiller << 4 | value));
+        else
+            out->back() = static_cast<std::uint8_t>((out->back() & 0x0F) | value << 4);
+        low = !low;
+    }
+}
+
+std::optional<Text> parseTextValue(ByteView value)
+{
+    return value.empty() ? Text() : decodeText(value, smsCoding(value[0]));
+}
+
+Bytes textValue(const Text &text)
+{
+    Encoded encoded = encodeText(text);
+    encoded.octets.insert(encoded.octets.begin(), static_cast<std::uint8_t>(encoded.coding));
+    return std::move(encoded.octets);
+}
+
+std::optional<Text> parseUssdValue(ByteView value)
+{
+    return value.empty() ? std::nullopt : decodeText(value, broadcastCoding(value[0]));
+}
+
+Bytes ussdValue(const Text &text)
+{
+    Encoded encoded = encodeText(text);
+    // Packed text goes without a message class; the others take the general group, without compression and class.
+    const std::uint8_t scheme = encoded.coding == TextCoding::Gsm7Packed ? 0xF0
+                                : encoded.coding == TextCoding::Gsm8Bit  ? 0x44
+                                                                         : 0x48;
+    encoded.octets.insert(encoded.octets.begin(), scheme);
+    return std::move(encoded.octets);
+}
+
+std::optional<TlvObject> findObject(ByteView objects, Tag tag)
+{
+    TlvReader reader(objects);
+    while (const std::optional<TlvObject> object = reader.next()) {
+        if (object->tag == tag)
+            return object;
+    }
+    return std::nullopt;
+}
+
+} // namespace cat
