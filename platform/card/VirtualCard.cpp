@@ -1,6 +1,6 @@
 #include "card/VirtualCard.h"
 
-#include "card/MenuCommand.h"
+#include "card/CardSession.h"
 
 #include <algorithm>
 #include <iterator>
@@ -28,7 +28,6 @@ enum StatusWord : std::uint16_t {
 
 constexpr std::uint8_t classToolkit = 0x80;
 constexpr std::uint8_t classGsm = 0xA0; ///< the same commands on a SIM (3GPP TS 51.011)
-constexpr std::uint8_t lastNumber = 0xFE;
 constexpr std::size_t headSize = 4;
 
 cat::Bytes withStatus(cat::Bytes data, unsigned int word)
@@ -41,19 +40,6 @@ cat::Bytes withStatus(cat::Bytes data, unsigned int word)
 CardAnswer answer(unsigned int word)
 {
     return {withStatus({}, word), std::chrono::milliseconds(0)};
-}
-
-const Entry *entryWithId(const Menu &menu, std::uint8_t id)
-{
-    const auto entry = std::find_if(menu.entries.begin(), menu.entries.end(),
-                                    [id](const Entry &candidate) { return candidate.id == id; });
-    return entry == menu.entries.end() ? nullptr : &*entry;
-}
-
-/// Results that mean that the command was performed, in one way or another (ETSI TS 102 223 clause 8.12).
-bool performed(cat::Result result)
-{
-    return static_cast<std::uint8_t>(result) < 0x10;
 }
 
 /// What stands behind the four bytes of every command APDU.
@@ -115,20 +101,12 @@ struct VirtualCard::Session {
     CardAnswer envelope(const Body &body);
     CardAnswer status(const Body &body);
 
-    CardAnswer propose(const cat::Bytes &bytes, const cat::CommandDetails &details);
-    CardAnswer propose(const cat::Command &command);
-    CardAnswer choose(const Entry &entry);
-    CardAnswer menuAnswered(const cat::Response &response);
-    CardAnswer backward();
-    CardAnswer endSession();
-    std::uint8_t nextNumber();
+    CardAnswer carryOut(const NextMove &move);
 
     const Profile profile;
+    CardSession session{profile};
     bool profileReceived = false;
     std::optional<Proactive> proactive;
-    std::vector<const Menu *> path; ///< the open sub-menus; empty: no session, or only SET UP MENU
-    bool rawSent = false;           ///< the command on its way is one of the profile's own
-    std::uint8_t number = 0;
 };
 
 const VirtualCard::Session::Instruction VirtualCard::Session::instructions[] = {
@@ -141,9 +119,7 @@ void VirtualCard::Session::reset()
 {
     profileReceived = false;
     proactive.reset();
-    path.clear();
-    rawSent = false;
-    number = 0;
+    session.reset();
 }
 
 CardAnswer VirtualCard::Session::transmit(cat::ByteView apdu)
@@ -169,9 +145,7 @@ CardAnswer VirtualCard::Session::terminalProfile(const Body &)
 {
     reset();
     profileReceived = true;
-    if (profile.mainMenu.entries.empty())
-        return answer(Done);
-    return propose(setUpMenu(profile.mainMenu, nextNumber()));
+    return carryOut(session.start());
 }
 
 CardAnswer VirtualCard::Session::fetch(const Body &body)
@@ -193,9 +167,7 @@ CardAnswer VirtualCard::Session::terminalResponse(const Body &body)
     if (!response || response->details.number != proactive->details.number ||
         response->details.type != proactive->details.type)
         return answer(IncorrectData);
-    if (rawSent || path.empty())
-        return endSession();
-    return menuAnswered(*response);
+    return carryOut(session.answered(*response));
 }
 
 CardAnswer VirtualCard::Session::envelope(const Body &body)
@@ -205,11 +177,7 @@ CardAnswer VirtualCard::Session::envelope(const Body &body)
     if (proactive)
         return answer(ToolkitBusy);
     const std::optional<cat::MenuSelection> selection = cat::decodeMenuSelection(body.data);
-    const Entry *entry = selection ? entryWithId(profile.mainMenu, selection->itemId) : nullptr;
-    if (!entry)
-        return answer(IncorrectData);
-    // There is no help text on this card: the question ends where it began.
-    return selection->helpRequested ? answer(Done) : choose(*entry);
+    return selection ? carryOut(session.select(*selection)) : answer(IncorrectData);
 }
 
 CardAnswer VirtualCard::Session::status(const Body &)
@@ -219,67 +187,18 @@ CardAnswer VirtualCard::Session::status(const Body &)
     return answer(ProactivePending | static_cast<std::uint8_t>(proactive->bytes.size()));
 }
 
-/// Announces a command: it waits for FETCH from now on.
-CardAnswer VirtualCard::Session::propose(const cat::Bytes &bytes, const cat::CommandDetails &details)
+/// Says what the session does next; a command waits for FETCH from now on.
+CardAnswer VirtualCard::Session::carryOut(const NextMove &move)
 {
-    if (bytes.size() > longestCommand) {
-        endSession();
-        return answer(NoDiagnosis);
-    }
-    proactive = Proactive{bytes, details, false};
-    return answer(ProactivePending | static_cast<std::uint8_t>(bytes.size()));
-}
-
-CardAnswer VirtualCard::Session::propose(const cat::Command &command)
-{
-    return propose(cat::encodeCommand(command), command.details);
-}
-
-CardAnswer VirtualCard::Session::choose(const Entry &entry)
-{
-    CardAnswer result;
-    if (entry.menu) {
-        path.push_back(entry.menu.get());
-        result = propose(selectItem(*entry.menu, nextNumber()));
-    } else if (!entry.raw.empty()) {
-        rawSent = true;
-        result = propose(entry.raw, cat::decodeCommand(entry.raw).command.details);
-    } else {
-        result = endSession();
-    }
-    result.delay = entry.delay;
-    return result;
-}
-
-/// The user's answer to the sub-menu that is open.
-CardAnswer VirtualCard::Session::menuAnswered(const cat::Response &response)
-{
-    if (response.result == cat::Result::BackwardMove)
-        return backward();
-    if (!performed(response.result))
-        return endSession();
-    const Entry *entry = response.itemId ? entryWithId(*path.back(), *response.itemId) : nullptr;
-    return entry ? choose(*entry) : answer(IncorrectData);
-}
-
-CardAnswer VirtualCard::Session::backward()
-{
-    path.pop_back();
-    return path.empty() ? endSession() : propose(selectItem(*path.back(), nextNumber()));
-}
-
-CardAnswer VirtualCard::Session::endSession()
-{
+    if (move.kind == NextMove::Kind::Refused)
+        return answer(IncorrectData); // and what is open stays open
     proactive.reset();
-    path.clear();
-    rawSent = false;
-    return answer(Done);
-}
-
-std::uint8_t VirtualCard::Session::nextNumber()
-{
-    number = number == lastNumber ? std::uint8_t{1} : static_cast<std::uint8_t>(number + 1);
-    return number;
+    unsigned int word = move.kind == NextMove::Kind::Fault ? NoDiagnosis : Done;
+    if (move.kind == NextMove::Kind::Command) {
+        proactive = Proactive{move.bytes, move.details, false};
+        word = ProactivePending | static_cast<std::uint8_t>(move.bytes.size());
+    }
+    return {withStatus({}, word), move.delay};
 }
 
 VirtualCard::VirtualCard(Profile profile) : m_session(std::make_unique<Session>(std::move(profile))) {}
@@ -289,6 +208,11 @@ VirtualCard::~VirtualCard() = default;
 void VirtualCard::reset()
 {
     m_session->reset();
+}
+
+bool VirtualCard::hasNetwork() const
+{
+    return m_session->profile.network;
 }
 
 CardAnswer VirtualCard::transmit(cat::ByteView apdu)

@@ -30,6 +30,9 @@ public:
     /// Power off and on again: every session is forgotten.
     void reset();
 
+    /// Whether the card's short messages, SS and USSD find a network, as its profile says.
+    bool hasNetwork() const;
+
     /// Any bytes are allowed; a malformed APDU gets an error status word.
     CardAnswer transmit(cat::ByteView apdu);
 

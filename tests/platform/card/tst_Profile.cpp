@@ -121,23 +121,23 @@ void tst_Profile::demoHasThreeLevels()
     QCOMPARE(profile.name, std::string("Demo"));
     QCOMPARE(textOf(profile.mainMenu.title), QString("Aurora Mobile"));
     const card::Entry *account = entryWithText(profile.mainMenu, "My account");
-    QVERIFY(account && account->menu);
-    QCOMPARE(int(account->menu->defaultItem.value_or(0)), 1);
-    const card::Entry *topUp = entryWithText(*account->menu, "Top up");
-    QVERIFY(topUp && topUp->menu);
-    const card::Entry *amount = entryWithText(*topUp->menu, QString::fromUtf8("5 €"));
-    QVERIFY(amount && !amount->menu && amount->raw.empty());
+    QVERIFY(account && account->menu());
+    QCOMPARE(int(account->menu()->defaultItem.value_or(0)), 1);
+    const card::Entry *topUp = entryWithText(*account->menu(), "Top up");
+    QVERIFY(topUp && topUp->menu());
+    const card::Entry *amount = entryWithText(*topUp->menu(), QString::fromUtf8("5 €"));
+    QVERIFY(amount && amount->steps.empty());
 }
 
 void tst_Profile::demoHasTextsInManyScripts()
 {
     const card::Profile profile = card::loadProfile(PROFILES_DIR "/demo.yaml");
     const card::Entry *languages = entryWithText(profile.mainMenu, QString::fromUtf8("Языки / Languages"));
-    QVERIFY(languages && languages->menu);
+    QVERIFY(languages && languages->menu());
     for (const char *text : {"Русский", "中文", "العربية", "Ελληνικά"}) {
-        const card::Entry *language = entryWithText(*languages->menu, QString::fromUtf8(text));
-        QVERIFY2(language && language->menu, text);
-        QCOMPARE(textOf(language->menu->title), QString::fromUtf8(text));
+        const card::Entry *language = entryWithText(*languages->menu(), QString::fromUtf8(text));
+        QVERIFY2(language && language->menu(), text);
+        QCOMPARE(textOf(language->menu()->title), QString::fromUtf8(text));
     }
 }
 
@@ -148,11 +148,11 @@ void tst_Profile::demoHasASlowItemAndACommand()
     QVERIFY(slow);
     QVERIFY(slow->delay > std::chrono::seconds(20));
     const card::Entry *care = entryWithText(profile.mainMenu, "Customer care");
-    QVERIFY(care && care->menu);
+    QVERIFY(care && care->menu());
     QCOMPARE(int(care->id), 20);
-    const card::Entry *rate = entryWithText(*care->menu, "Rate our service");
+    const card::Entry *rate = entryWithText(*care->menu(), "Rate our service");
     QVERIFY(rate);
-    const cat::DecodedCommand command = cat::decodeCommand(rate->raw);
+    const cat::DecodedCommand command = cat::decodeCommand(rate->steps.at(0).raw);
     QVERIFY(command.detailsKnown);
     QVERIFY(command.command.details.type == cat::CommandType::DisplayText);
 }
@@ -177,12 +177,12 @@ void tst_Profile::readsEveryKey()
     const card::Entry &sub = profile.mainMenu.entries[0];
     QCOMPARE(int(sub.id), 7);
     QCOMPARE(qint64(sub.delay.count()), qint64(250));
-    QVERIFY(sub.menu && !sub.menu->helpAvailable);
-    QCOMPARE(int(sub.menu->defaultItem.value_or(0)), 9);
-    QCOMPARE(textOf(sub.menu->entries.at(0).text), QString("In"));
+    QVERIFY(sub.menu() && !sub.menu()->helpAvailable);
+    QCOMPARE(int(sub.menu()->defaultItem.value_or(0)), 9);
+    QCOMPARE(textOf(sub.menu()->entries.at(0).text), QString("In"));
     const card::Entry &raw = profile.mainMenu.entries[1];
     QCOMPARE(textOf(raw.text), QString("12"));
-    QCOMPARE(hexOf(raw.raw), QByteArray("D009810301230082028182"));
+    QCOMPARE(hexOf(raw.steps.at(0).raw), QByteArray("D009810301230082028182"));
     QCOMPARE(qint64(raw.delay.count()), qint64(0));
 }
 
@@ -273,9 +273,9 @@ void tst_Profile::refuses_data()
     row("two documents", "name: X\n---\nname: Y\n", "3:1: a second document begins here");
     row("no name", "menu: {items: [{text: a}]}\n", "1:1: a profile needs the key \"name\"");
     row("name is a list", "name: [a]\n", "1:7: a name for the card expected, not a list");
-    row("unknown key", "name: X\nfoo: 1\n", "2:1: unknown key \"foo\" in a profile. Known keys: name, menu");
+    row("unknown key", "name: X\nfoo: 1\n", "2:1: unknown key \"foo\" in a profile. Known keys: name, menu, at-start, network");
     row("misspelt key", "name: X\nmenu:\n  titel: a\n",
-        "3:3: unknown key \"titel\" in a menu; did you mean \"title\"? Known keys: title, help, default, items");
+        "3:3: unknown key \"titel\" in a menu; did you mean \"title\"? Known keys: title, help, default, items, as");
     row("misspelt key behind other letters", "name: X\nmenu: {title: \"Сло\", items: [{text: Языки, idd: 1}]}\n",
         "2:44: unknown key \"idd\" in an item; did you mean \"id\"?");
     row("key in a list", inMenu("[text]"), "4:7: an item must be a map of keys and values, not a list");
@@ -325,7 +325,7 @@ void tst_Profile::refuses_data()
         inMenu("{text: a, command: D081FE 8103012100 8D81F6 " + QByteArray(492, '4') + "}"),
         "4:26: the command has 257 bytes; FETCH brings at most 256");
     row("menu and command", inMenu("{text: a, menu: {items: [{text: b}]}, command: D005 8103012100}"),
-        "4:54: an item opens a menu or sends a command, not both");
+        "4:54: an item has one of menu, command and steps, not two of them");
     row("menu too long for FETCH", items(39, "aaa") + "    - text: aaaaaa\n", "4:5: the menu takes 257 bytes");
     row("sub-menu too long for FETCH",
         inMenu("{text: a, menu: {items: [{text: " + QByteArray(200, 'a') + "}, {text: " + QByteArray(100, 'b') +

@@ -13,12 +13,22 @@ namespace
 const QByteArray done = "9000";
 const QByteArray rawCommand = "D009810309210082028102";
 
+card::Step rawStep(const cat::Bytes &bytes)
+{
+    card::Step step;
+    step.raw = bytes;
+    return step;
+}
+
 card::Entry entry(std::uint8_t id, const char16_t *text, std::shared_ptr<const card::Menu> menu = nullptr)
 {
     card::Entry result;
     result.id = id;
     result.text = text;
-    result.menu = std::move(menu);
+    if (menu) {
+        result.steps.emplace_back();
+        result.steps.back().menu = std::move(menu);
+    }
     return result;
 }
 
@@ -29,7 +39,7 @@ card::Profile profile()
     auto topUp = std::make_shared<card::Menu>();
     topUp->title = u"Top up";
     topUp->entries = {entry(5, u"Five"), entry(6, u"Message")};
-    topUp->entries[1].raw = bytesOf(rawCommand);
+    topUp->entries[1].steps = {rawStep(bytesOf(rawCommand))};
     auto account = std::make_shared<card::Menu>();
     account->title = u"Account";
     account->helpAvailable = true;
@@ -40,7 +50,7 @@ card::Profile profile()
     result.mainMenu.entries = {entry(1, u"Account", account), entry(2, u"Slow"), entry(3, u"End"), entry(4, u"Message"),
                                entry(5, u"Slow menu", account)};
     result.mainMenu.entries[1].delay = std::chrono::seconds(30);
-    result.mainMenu.entries[3].raw = bytesOf(rawCommand);
+    result.mainMenu.entries[3].steps = {rawStep(bytesOf(rawCommand))};
     result.mainMenu.entries[4].delay = std::chrono::milliseconds(700);
     return result;
 }
@@ -77,6 +87,7 @@ private slots:
     void rawCommandIsSentAsItStands();
     void rawCommandEndsWithAnyResult_data();
     void rawCommandEndsWithAnyResult();
+    void rawCommandGoesBackToItsMenu();
     void slowEntryDelaysItsAnswer();
     void helpIsAnsweredWithoutASession();
     void responseMustFitTheCommand_data();
@@ -339,7 +350,6 @@ void tst_VirtualCard::rawCommandEndsWithAnyResult_data()
 {
     endsTheSession_data();
     QTest::newRow("performed") << 0x00;
-    QTest::newRow("backward") << 0x11;
 }
 
 void tst_VirtualCard::rawCommandEndsWithAnyResult()
@@ -351,6 +361,15 @@ void tst_VirtualCard::rawCommandEndsWithAnyResult()
     QVERIFY(fetch(respond(Result::Performed, 6)).details.type == CommandType::DisplayText);
     QCOMPARE(respond(static_cast<Result>(result)), done);
     QCOMPARE(select(3), done);
+}
+
+void tst_VirtualCard::rawCommandGoesBackToItsMenu()
+{
+    start();
+    fetch(select(1));
+    fetch(respond(Result::Performed, 2));
+    fetch(respond(Result::Performed, 6));
+    QCOMPARE(textOf(fetch(respond(Result::BackwardMove)).alphaId.value_or(u"")), QString("Top up"));
 }
 
 void tst_VirtualCard::slowEntryDelaysItsAnswer()
@@ -490,7 +509,7 @@ void tst_VirtualCard::numbersCountUpAndBeginAgain()
 void tst_VirtualCard::commandThatDoesNotFitIsAFault()
 {
     card::Profile tooLong = profile();
-    tooLong.mainMenu.entries[2].raw = cat::Bytes(257, 0xD0);
+    tooLong.mainMenu.entries[2].steps = {rawStep(cat::Bytes(257, 0xD0))};
     m_card = std::make_unique<card::VirtualCard>(tooLong);
     start();
     QCOMPARE(select(3), QByteArray("6F00"));
@@ -551,12 +570,12 @@ void tst_VirtualCard::walk(const card::Menu &menu, int *visited)
 {
     ++*visited;
     for (const card::Entry &choice : menu.entries) {
-        if (!choice.menu)
+        if (!choice.menu())
             continue;
         const cat::Command sub = fetch(respond(Result::Performed, choice.id));
         QVERIFY(sub.details.type == CommandType::SelectItem);
-        QCOMPARE(sub.items.size(), choice.menu->entries.size());
-        walk(*choice.menu, visited);
+        QCOMPARE(sub.items.size(), choice.menu()->entries.size());
+        walk(*choice.menu(), visited);
         QVERIFY(fetch(respond(Result::BackwardMove)).details.type == CommandType::SelectItem);
     }
 }
@@ -568,10 +587,10 @@ void tst_VirtualCard::demoCanBeWalkedCompletely()
     start();
     int visited = 0;
     for (const card::Entry &choice : demo.mainMenu.entries) {
-        if (!choice.menu)
+        if (!choice.menu())
             continue;
         QVERIFY(fetch(select(choice.id)).details.type == CommandType::SelectItem);
-        walk(*choice.menu, &visited);
+        walk(*choice.menu(), &visited);
         QCOMPARE(respond(Result::BackwardMove), done);
     }
     QCOMPARE(visited, 11);
