@@ -283,7 +283,11 @@ void STKDialog::connectLogic()
 STKDialog::~STKDialog()
 {
     STK_LOG_START();
-    // Commands still queued for this object come too late; waiting for the thread below delivers events.
+    // What comes now comes too late; waiting for the thread below delivers events.
+    if (m_pStkLogic)
+        disconnect(m_pStkLogic, 0, this, 0);
+    if (m_pStkThread)
+        disconnect(m_pStkThread, 0, this, 0);
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     if (m_pStkThread && m_pStkThread->isRunning()) {
         m_pStkThread->RequestStop();
