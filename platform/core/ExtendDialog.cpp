@@ -70,7 +70,7 @@ public:
     QVBoxLayout *column;
     QPointer<QWidget> content;
 
-    virtual bool eventFilter(QObject *watched, QEvent *event);
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 public slots:
     void settleDefaultButton();
