@@ -25,7 +25,7 @@
 #ifdef __cplusplus
 #define MDSV_ENUM(name) enum name : int32_t
 #else
-#define MDSV_ENUM(name) \
+#define MDSV_ENUM(name)   \
     typedef int32_t name; \
     enum
 #endif
@@ -45,61 +45,58 @@
 extern "C" {
 #endif
 
+/* clang-format off: it takes the macro for a variable */
+
 /* Proactive command in a notify record (ETSI TS 102 223, clause 6.4). */
-MDSV_ENUM(_MDSV_EN_STKTYPE) {
-    MDSV_STKTYPE_SETUP_MENU = 0,
-    MDSV_STKTYPE_DISPLAY_TEXT = 1,
-    MDSV_STKTYPE_GET_INKEY = 2,
-    MDSV_STKTYPE_GET_INPUT = 3,
-    MDSV_STKTYPE_SETUP_CALL = 4,
-    MDSV_STKTYPE_PLAY_TONE = 5,
-    MDSV_STKTYPE_SELECT_ITEM = 6,
-    MDSV_STKTYPE_REFRESH = 7,
-    MDSV_STKTYPE_SEND_SS = 8,
-    MDSV_STKTYPE_SEND_SMS = 9,
-    MDSV_STKTYPE_SEND_USSD = 10,
-    MDSV_STKTYPE_LAUNCH_BROWSER = 11,
-    MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT = 12,
-    MDSV_STKTYPE_END_SESSION = 99
-};
+MDSV_ENUM(_MDSV_EN_STKTYPE){MDSV_STKTYPE_SETUP_MENU = 0,
+                            MDSV_STKTYPE_DISPLAY_TEXT = 1,
+                            MDSV_STKTYPE_GET_INKEY = 2,
+                            MDSV_STKTYPE_GET_INPUT = 3,
+                            MDSV_STKTYPE_SETUP_CALL = 4,
+                            MDSV_STKTYPE_PLAY_TONE = 5,
+                            MDSV_STKTYPE_SELECT_ITEM = 6,
+                            MDSV_STKTYPE_REFRESH = 7,
+                            MDSV_STKTYPE_SEND_SS = 8,
+                            MDSV_STKTYPE_SEND_SMS = 9,
+                            MDSV_STKTYPE_SEND_USSD = 10,
+                            MDSV_STKTYPE_LAUNCH_BROWSER = 11,
+                            MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT = 12,
+                            MDSV_STKTYPE_END_SESSION = 99};
 
 /* The same numbers, as the user interface names the command in a terminal response without data. */
-MDSV_ENUM(_STK_UI_EN_STKTYPE) {
-    STK_UI_STKTYPE_SETUP_MENU = 0,
-    STK_UI_STKTYPE_DISPLAY_TEXT = 1,
-    STK_UI_STKTYPE_GET_INKEY = 2,
-    STK_UI_STKTYPE_GET_INPUT = 3,
-    STK_UI_STKTYPE_SETUP_CALL = 4,
-    STK_UI_STKTYPE_PLAY_TONE = 5,
-    STK_UI_STKTYPE_SELECT_ITEM = 6,
-    STK_UI_STKTYPE_REFRESH = 7,
-    STK_UI_STKTYPE_SEND_SS = 8,
-    STK_UI_STKTYPE_SEND_SMS = 9,
-    STK_UI_STKTYPE_SEND_USSD = 10,
-    STK_UI_STKTYPE_LAUNCH_BROWSER = 11,
-    STK_UI_STKTYPE_SETUP_IDLE_MODE_TEXT = 12,
-    STK_UI_STKTYPE_END_SESSION = 99
-};
+MDSV_ENUM(_STK_UI_EN_STKTYPE){STK_UI_STKTYPE_SETUP_MENU = 0,
+                              STK_UI_STKTYPE_DISPLAY_TEXT = 1,
+                              STK_UI_STKTYPE_GET_INKEY = 2,
+                              STK_UI_STKTYPE_GET_INPUT = 3,
+                              STK_UI_STKTYPE_SETUP_CALL = 4,
+                              STK_UI_STKTYPE_PLAY_TONE = 5,
+                              STK_UI_STKTYPE_SELECT_ITEM = 6,
+                              STK_UI_STKTYPE_REFRESH = 7,
+                              STK_UI_STKTYPE_SEND_SS = 8,
+                              STK_UI_STKTYPE_SEND_SMS = 9,
+                              STK_UI_STKTYPE_SEND_USSD = 10,
+                              STK_UI_STKTYPE_LAUNCH_BROWSER = 11,
+                              STK_UI_STKTYPE_SETUP_IDLE_MODE_TEXT = 12,
+                              STK_UI_STKTYPE_END_SESSION = 99};
 
 /* Result in a terminal response without data. */
-MDSV_ENUM(_STK_UI_EN_TERMINALRESPONSE) {
+MDSV_ENUM(_STK_UI_EN_TERMINALRESPONSE){
     STK_UI_RESPONSE_NOT_HANDLED = 0, /* the user interface could not handle it, or the user answered No or Cancel */
     STK_UI_RESPONSE_DONE = 1,        /* carried out */
     STK_UI_RESPONSE_NO_CALL = 4      /* SET UP CALL: the user interface sets up no calls itself */
 };
 
 /* Second argument of MDSV_STKSrv_SelectSubMenuItem. */
-MDSV_ENUM(_MDSV_EN_SUBMENU_ACTION) {
-    MDSV_SUBMENU_ACTION_NONE = 0,
-    MDSV_SUBMENU_ACTION_SELECT = 1,
-    MDSV_SUBMENU_ACTION_BACK = 3
-};
+MDSV_ENUM(_MDSV_EN_SUBMENU_ACTION){MDSV_SUBMENU_ACTION_NONE = 0, MDSV_SUBMENU_ACTION_SELECT = 1,
+                                   MDSV_SUBMENU_ACTION_BACK = 3};
+
+/* clang-format on */
 
 /* Arrival of a proactive command. Owned by the library and valid only during the callback. */
 typedef struct MDSVStkNotifyData {
     _MDSV_EN_STKTYPE enStkType;
-    int16_t sCmdId;    /* identifier of the command: passed back in every request about it */
-    int32_t nTimeOut;  /* 1: the card's session timed out; the command type then says nothing */
+    int16_t sCmdId;   /* identifier of the command: passed back in every request about it */
+    int32_t nTimeOut; /* 1: the card's session timed out; the command type then says nothing */
 } MDSVStkNotifyData;
 
 typedef struct MDSVStkMenuItem {

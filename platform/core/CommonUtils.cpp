@@ -50,9 +50,9 @@ public:
         *m_out = dialog;
         dialog->installEventFilter(this);
     }
-    virtual ~OutPointer() { clear(); }
+    ~OutPointer() override { clear(); }
 
-    virtual bool eventFilter(QObject *, QEvent *event)
+    bool eventFilter(QObject *, QEvent *event) override
     {
         if (event->type() == QEvent::Hide && !event->spontaneous()) {
             clear();

@@ -12,13 +12,15 @@
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 
+#include <algorithm>
+
 namespace
 {
 
 /// Sizes in pixels. The bar is low because windows of a fixed size must hold their content below it.
 const int border = 1;
 const int barHeight = 24;
-const int messageMinimumWidth = 220;
+const int messageMinimumWidth = 220; // a short text must not make a window of hardly more than its buttons
 const int messageLook = 4;
 
 Qt::WindowFlags frameFlags(Qt::WindowFlags flags)
@@ -68,7 +70,7 @@ public:
     QVBoxLayout *column;
     QPointer<QWidget> content;
 
-    virtual bool eventFilter(QObject *watched, QEvent *event);
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 public slots:
     void settleDefaultButton();
@@ -76,9 +78,8 @@ public slots:
 
 private:
     void removeContent();
-    bool frameEvent(QEvent *event);
+    void frameEvent(QEvent *event);
     bool contentEvent(QEvent *event);
-    bool pressMessageDefault(QKeyEvent *event);
     void giveFocus();
     void drawBorder();
     QPushButton *messageDefault() const;
@@ -90,8 +91,9 @@ ExtendDialogPrivate::ExtendDialogPrivate(ExtendDialog *frame, int widgetType)
     column->setContentsMargins(border, border, border, border);
     column->setSpacing(0);
     column->addWidget(bar);
-    column->addStretch(0);           // keeps the bar on top while there is no content
-    if (widgetType == messageLook) { // a short text must not make a window of hardly more than its buttons
+    column->addStretch(0); // keeps the bar on top while there is no content
+
+    if (widgetType == messageLook) {
         bar->setMinimumWidth(messageMinimumWidth);
     }
     bar->closeButton()->setAccessibleName(QDialog::tr("Close"));
@@ -136,12 +138,13 @@ void ExtendDialogPrivate::replaceContent(QWidget *widget)
 bool ExtendDialogPrivate::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == q) {
-        return frameEvent(event);
+        frameEvent(event);
+        return false;
     }
     return watched == content && contentEvent(event);
 }
 
-bool ExtendDialogPrivate::frameEvent(QEvent *event)
+void ExtendDialogPrivate::frameEvent(QEvent *event)
 {
     switch (event->type()) {
     case QEvent::Show:
@@ -151,8 +154,6 @@ bool ExtendDialogPrivate::frameEvent(QEvent *event)
             settleDefaultButton();
         }
         break;
-    case QEvent::KeyPress:
-        return pressMessageDefault(static_cast<QKeyEvent *>(event));
     case QEvent::Paint:
         drawBorder();
         break;
@@ -169,7 +170,6 @@ bool ExtendDialogPrivate::frameEvent(QEvent *event)
     default:
         break;
     }
-    return false;
 }
 
 bool ExtendDialogPrivate::contentEvent(QEvent *event)
@@ -194,15 +194,21 @@ bool ExtendDialogPrivate::contentEvent(QEvent *event)
 /// takes the mark from an earlier default button, and the frame knows nothing of the box's. This does both.
 void ExtendDialogPrivate::settleDefaultButton()
 {
+    const QList<QPushButton *> buttons = q->findChildren<QPushButton *>();
     QPushButton *wanted = messageDefault();
     if (!wanted) {
-        return; // plain content: QDialog's own account is right
+        // Plain content: QDialog's own account is right, unless a message box that is gone has left it with nothing.
+        if (std::none_of(buttons.begin(), buttons.end(),
+                         [this](QPushButton *button) { return button->isDefault() && button->isVisibleTo(q); })) {
+            bar->closeButton()->setDefault(true);
+        }
+        return;
     }
     QPushButton *focused = qobject_cast<QPushButton *>(q->focusWidget());
     if (focused && focused->autoDefault() && content->isAncestorOf(focused)) {
         wanted = focused;
     }
-    foreach (QPushButton *button, q->findChildren<QPushButton *>()) {
+    foreach (QPushButton *button, buttons) {
         button->setDefault(button == wanted);
     }
 }
@@ -215,7 +221,8 @@ void ExtendDialogPrivate::takeKeyboardBack()
     if (!active || active == q || !q->isVisible() || QApplication::activeModalWidget() != q) {
         return;
     }
-    if (q->windowModality() == Qt::ApplicationModal || isBehind(active, q)) {
+    const bool everything = q->windowModality() == Qt::ApplicationModal;
+    if (everything ? !isBehind(q, active) : isBehind(active, q)) { // a window above this frame is not blocked
         q->raise();
         q->activateWindow();
     }
@@ -225,17 +232,6 @@ QPushButton *ExtendDialogPrivate::messageDefault() const
 {
     QMessageBox *box = qobject_cast<QMessageBox *>(content);
     return box && !box->isWindow() ? box->defaultButton() : 0;
-}
-
-bool ExtendDialogPrivate::pressMessageDefault(QKeyEvent *event)
-{
-    QPushButton *button = isPlainReturn(event) ? messageDefault() : 0;
-    if (!button || !button->isVisible()) {
-        return false;
-    }
-    event->accept();
-    button->click(); // does nothing while it is disabled
-    return true;
 }
 
 /// Gives the focus to the first field for text, else to the first widget that takes it, when nobody has asked for it.

@@ -46,7 +46,7 @@ public:
     }
 
 protected:
-    virtual void paintEvent(QPaintEvent *event)
+    void paintEvent(QPaintEvent *event) override
     {
         if (style()->inherits("QStyleSheetStyle")) {
             QPushButton::paintEvent(event);

@@ -33,8 +33,7 @@ void describe(QCommandLineParser &parser, const QStringList &languages)
         {"profile", "Take the card from the profile <file>.", "file",
          besideProgram("share/stk-dashboard/profiles/demo.yaml")},
         {"response-limit", "End a question of the card that has waited <seconds> for the user.", "seconds", "60"},
-        {"callback-thread", "Call the plug-in back on the thread of the <service> or on the <ui> thread.", "service|ui",
-         "service"},
+        {"callback-thread", "Call the plug-in back on the <ui> thread or on the <service>'s own.", "ui|service", "ui"},
         {"language", "Speak the language <code>: " + languages.join(", ") + ".", "code", languages.value(0)},
         {"print-session", "Print each step of the session as a line on standard output."},
         {"debug-log", "Let the debug log of host and plug-in out on standard error."},
@@ -64,7 +63,7 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
 
     const QString thread = parser.value("callback-thread");
     if (thread != "service" && thread != "ui")
-        return QString("--callback-thread takes 'service' or 'ui', not '%1'").arg(thread);
+        return QString("--callback-thread takes 'ui' or 'service', not '%1'").arg(thread);
     options->callbackOnUiThread = thread == "ui";
 
     options->language = parser.value("language");

@@ -23,7 +23,8 @@ struct Options {
     QString pluginFile;
     QString profileFile;
     std::chrono::milliseconds responseLimit{60000};
-    bool callbackOnUiThread = false;
+    /// True: the plug-in never hears of a command before it has begun to wait for one, however fast the card is.
+    bool callbackOnUiThread = true;
     QString language;
     bool printSession = false;
     bool debugLog = false;

@@ -78,7 +78,7 @@ QString Session::menuTitle() const
     MDSVStkMainMenu menu = {};
     if (!m_attached || MDSV_STKSrv_GetMainMenu(&menu) != 0)
         return QString();
-    const QString title = fromField(menu.usTitle);
+    QString title = fromField(menu.usTitle);
     MDSV_STKSrv_ReleaseMenus(&menu);
     return title;
 }

@@ -430,7 +430,7 @@ void Service::finishDetach(const DevicePtr &device)
         m_wake.wait(lock, [&] { return device->isReleased; });
     }
     tell(Exchange::Kind::Device, device->channel->name() + ": detached");
-    device->channel.reset();
+    device->channel.reset(); // before the event: whoever hears it may open the same card again
     raiseDevice(MDSV_DEVICE_REMOVED);
 }
 
@@ -464,6 +464,7 @@ void Service::loseDevice(const DevicePtr &device, const std::string &why, int ev
         m_state = State();
     }
     tell(Exchange::Kind::Device, device->channel->name() + ": " + why);
+    device->channel.reset();
     raiseDevice(event);
 }
 

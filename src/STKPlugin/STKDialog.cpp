@@ -64,6 +64,8 @@ const QLatin1String MENU_UNKNOWN("STK_UNKNOWN");
 const QLatin1String MENU_MAIN("STK_MAINMENU");
 const QLatin1String MENU_SUB("STK_SUBMENU");
 
+const char TEXT_COUNT[] = "STKPlugin_TextCount";
+
 const QLatin1String TIMER_DEVICE("STK_DEVICE_TIMER");
 const QLatin1String TIMER_MSGBOX("STK_MSGBOX_TIMER");
 
@@ -300,7 +302,11 @@ void STKDialog::connectLogic()
 STKDialog::~STKDialog()
 {
     STK_LOG_START();
-    // Commands still queued for this object come too late; waiting for the thread below delivers events.
+    // What comes now comes too late; waiting for the thread below delivers events.
+    if (m_pStkLogic)
+        disconnect(m_pStkLogic, 0, this, 0);
+    if (m_pStkThread)
+        disconnect(m_pStkThread, 0, this, 0);
     QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     if (m_pStkThread && m_pStkThread->isRunning()) {
         m_pStkThread->RequestStop();
@@ -797,6 +803,9 @@ int STKDialog::showTimeMessageBox(QString strText)
     if (!pFrame)
         return QMessageBox::Cancel;
 
+    // The frame counts the texts that it has shown: whoever is not the last one has been replaced.
+    const int nText = pFrame->property(TEXT_COUNT).toInt() + 1;
+    pFrame->setProperty(TEXT_COUNT, nText);
     const QPointer<WsMessageBox> pBox(new WsMessageBox(pFrame));
     pFrame->AddMainWidget(pBox);
     pFrame->setWindowFlags(Qt::WindowCloseButtonHint);
@@ -808,7 +817,6 @@ int STKDialog::showTimeMessageBox(QString strText)
     QApplication::beep();
     m_pMsgBtnOk = pBox->addButton(frameText("IDS_OK"), QMessageBox::YesRole);
     m_pMsgBtnCancel = pBox->addButton(frameText("IDS_CANCEL"), QMessageBox::RejectRole);
-    const QPointer<QPushButton> pCancel(m_pMsgBtnCancel);
     // Deliberately one after the other: Cancel is the default button.
     if (m_pMsgBtnOk)
         pBox->setDefaultButton(m_pMsgBtnOk);
@@ -835,7 +843,7 @@ int STKDialog::showTimeMessageBox(QString strText)
         resetCountDown();
         // A box destroyed from outside was not accepted. Once the count-down has run out no button was clicked and
         // the OK pointer is null: both sides are, deliberately, equal, and the text counts as accepted.
-        if (pBox && m_pMsgBtnCancel != pCancel)
+        if (pFrame && pFrame->property(TEXT_COUNT).toInt() != nText)
             nOutcome = QMessageBox::NoButton;
         else if (pBox && pBox->clickedButton() == m_pMsgBtnOk)
             nOutcome = QMessageBox::Ok;

@@ -1,13 +1,14 @@
 #include "support/Journal.h"
 
-#include <QtCore/QMutex>
+#include <mutex>
 
 namespace support
 {
 
 namespace
 {
-QMutex g_mutex;
+using Lock = std::unique_lock<std::mutex>;
+std::mutex g_mutex; // of the standard library, whose locks ThreadSanitizer sees
 QList<Call> g_calls;
 
 QString printed(const QVariant &value)
@@ -43,19 +44,19 @@ QVariant ref(const void *pointer)
 
 void journal::add(const QByteArray &name, const QVariantList &args)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     g_calls << Call{name, args};
 }
 
 void journal::clear()
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     g_calls.clear();
 }
 
 QList<Call> journal::calls()
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     return g_calls;
 }
 

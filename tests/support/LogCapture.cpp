@@ -1,24 +1,26 @@
 #include "support/LogCapture.h"
 
 #include <QtCore/QLoggingCategory>
-#include <QtCore/QMutex>
 #include <QtCore/QRegularExpression>
 
 #include <cstdio>
+#include <mutex>
+#include <vector>
 
 namespace support
 {
 
 namespace
 {
-QMutex g_mutex;
+using Lock = std::unique_lock<std::mutex>;
+std::mutex g_mutex; // of the standard library, whose locks ThreadSanitizer sees
 bool g_capturing = false;
-QList<LogCapture::Line> g_lines;
+std::vector<LogCapture::Line> g_lines; // a list of Qt would be shared with the readers
 
 void take(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
-    QMutexLocker lock(&g_mutex);
-    g_lines << LogCapture::Line{type, text};
+    const Lock lock(g_mutex);
+    g_lines.push_back(LogCapture::Line{type, text});
     if (type == QtFatalMsg)
         std::fprintf(stderr, "fatal: %s\n", qPrintable(text));
 }
@@ -61,8 +63,11 @@ LogCapture::~LogCapture()
 
 QList<LogCapture::Line> LogCapture::lines() const
 {
-    QMutexLocker lock(&g_mutex);
-    return g_lines;
+    const Lock lock(g_mutex);
+    QList<Line> result;
+    for (const Line &line : g_lines)
+        result << line;
+    return result;
 }
 
 QStringList LogCapture::debug() const
@@ -77,7 +82,7 @@ QStringList LogCapture::warnings() const
 
 void LogCapture::clear()
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     g_lines.clear();
 }
 

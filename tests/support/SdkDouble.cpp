@@ -1,13 +1,13 @@
 #include "support/SdkDouble.h"
 
 #include <QtCore/QHash>
-#include <QtCore/QMutex>
 #include <QtCore/QtDebug>
 
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <thread>
 
 namespace support
@@ -48,7 +48,8 @@ struct State {
     QStringList faults;
 };
 
-QMutex g_mutex(QMutex::Recursive);
+using Lock = std::unique_lock<std::recursive_mutex>;
+std::recursive_mutex g_mutex; // of the standard library, whose locks ThreadSanitizer sees
 State *g_state = nullptr;
 
 State &state()
@@ -60,7 +61,7 @@ State &state()
 
 void fault(const QString &text)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     state().faults << text;
 }
 
@@ -88,7 +89,7 @@ QString textOf(const uint16_t (&field)[MDSV_STK_TEXT_UNITS])
 int enter(const char *function, const QVariantList &args)
 {
     journal::add(function, args);
-    QMutexLocker lock(&g_mutex);
+    Lock lock(g_mutex);
     QList<int> &once = state().once[function];
     const int status = once.isEmpty() ? state().always.value(function, 0) : once.takeFirst();
     const std::function<void()> hook = state().hooks.value(function);
@@ -136,7 +137,7 @@ int playMenu(const char *kind, int status, const Menu &source, const QList<MenuI
     play(status, source, target);
     if (status == 0) {
         target->pItems = allocate(items);
-        QMutexLocker lock(&g_mutex);
+        const Lock lock(g_mutex);
         state().openMenus.insert(target->pItems, {target, kind, textOf(target->usTitle), target->sItemCount});
     }
     return status;
@@ -154,7 +155,7 @@ template <class Menu>
 int release(const char *function, const char *kind, Menu *menu)
 {
     const int status = enter(function, {textOf(menu->usTitle), int(menu->sItemCount)});
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     if (!state().openMenus.contains(menu->pItems)) {
         fault(QString("%1: a %2 menu that is not open").arg(function, kind));
         return status;
@@ -169,7 +170,7 @@ template <class Callback>
 int registerCallback(const char *function, Callback State::*place, Callback callback)
 {
     const int status = enter(function, {ref(reinterpret_cast<const void *>(callback))});
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     if (status == 0)
         state().*place = callback;
     return status;
@@ -179,7 +180,7 @@ template <class Callback>
 int unregisterCallback(const char *function, Callback State::*place, Callback callback)
 {
     const int status = enter(function, {ref(reinterpret_cast<const void *>(callback))});
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     if (state().*place != callback)
         fault(QString("%1: a function that is not registered").arg(function));
     if (status == 0)
@@ -233,25 +234,25 @@ SdkDouble::~SdkDouble()
 
 void SdkDouble::answer(const QByteArray &function, int status)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     state().always.insert(function, status);
 }
 
 void SdkDouble::answerOnce(const QByteArray &function, int status)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     state().once[function] << status;
 }
 
 void SdkDouble::onCall(const QByteArray &function, std::function<void()> hook)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     state().hooks.insert(function, hook);
 }
 
 void SdkDouble::setMainMenu(const QString &title, const QList<MenuItem> &items)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     junk(state().mainMenu);
     fill(state().mainMenu.usTitle, title);
     state().mainMenu.sItemCount = int16_t(items.size());
@@ -260,7 +261,7 @@ void SdkDouble::setMainMenu(const QString &title, const QList<MenuItem> &items)
 
 void SdkDouble::setSubMenu(const QString &title, const QList<MenuItem> &items, int leading)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     junk(state().subMenu);
     state().subMenu.sLeading = int16_t(leading);
     fill(state().subMenu.usTitle, title);
@@ -270,20 +271,20 @@ void SdkDouble::setSubMenu(const QString &title, const QList<MenuItem> &items, i
 
 void SdkDouble::setMainMenuCount(int count)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     state().mainMenu.sItemCount = int16_t(count);
 }
 
 void SdkDouble::setSubMenuCount(int count)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     state().subMenu.sItemCount = int16_t(count);
 }
 
 void SdkDouble::setInput(const QString &prompt, int type, int echo, int minimum, int maximum, int option,
                          const QString &defaultText)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     MDSVStkInputData &input = state().input;
     junk(input);
     fill(input.usPrompt, prompt);
@@ -297,7 +298,7 @@ void SdkDouble::setInput(const QString &prompt, int type, int echo, int minimum,
 
 void SdkDouble::setInKey(const QString &prompt, int type, int option, int duration)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     MDSVStkInKeyData &inKey = state().inKey;
     junk(inKey);
     fill(inKey.usPrompt, prompt);
@@ -308,7 +309,7 @@ void SdkDouble::setInKey(const QString &prompt, int type, int option, int durati
 
 void SdkDouble::setPrompt(const QString &text, int clearMode, int duration)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     MDSVStkPromptData &prompt = state().prompt;
     junk(prompt);
     fill(prompt.usText, text);
@@ -318,7 +319,7 @@ void SdkDouble::setPrompt(const QString &text, int clearMode, int duration)
 
 void SdkDouble::setTone(int tone, int duration, const QString &text)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     MDSVStkToneData &data = state().tone;
     junk(data);
     data.nTone = tone;
@@ -328,7 +329,7 @@ void SdkDouble::setTone(int tone, int duration, const QString &text)
 
 void SdkDouble::setBrowser(int mode, const QString &url)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     MDSVStkBrowserData &data = state().browser;
     junk(data);
     data.nMode = mode;
@@ -337,19 +338,19 @@ void SdkDouble::setBrowser(int mode, const QString &url)
 
 void SdkDouble::setIdleText(const QString &text)
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     fill(state().idleText, text);
 }
 
 MDSVSTKCALLBACK SdkDouble::stkCallback() const
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     return state().stkCallback;
 }
 
 MDSVDEVMGRCALLBACK SdkDouble::deviceCallback() const
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     return state().deviceCallback;
 }
 
@@ -378,13 +379,13 @@ int SdkDouble::raiseDevice(int code, Where where)
 
 int SdkDouble::openMenus() const
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     return state().openMenus.size();
 }
 
 QStringList SdkDouble::faults() const
 {
-    QMutexLocker lock(&g_mutex);
+    const Lock lock(g_mutex);
     QStringList result = state().faults;
     if (!state().openMenus.isEmpty())
         result << QString("%1 menus were not released").arg(state().openMenus.size());

@@ -5,6 +5,7 @@
 
 #include <QtTest/QtTest>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
 #include <QtWidgets/QPushButton>
 
 /// The message box as it is used: embedded in a frame, on a real screen, with keys from outside.
@@ -34,6 +35,8 @@ private slots:
     void clickOnAButtonAnswers();
     void closeButtonOfTheFrameAnswersNothing();
     void secondBoxInTheSameFrame();
+    void contentAfterABoxHasTheFramesDefaultButton_data();
+    void contentAfterABoxHasTheFramesDefaultButton();
 
 private:
     /// Runs the frame; `act` is called when it has the keyboard. The frame is rejected if it stays open then.
@@ -317,6 +320,29 @@ void tst_WsMessageBox::secondBoxInTheSameFrame()
     run([] { realinput::key("Return"); });
     QVERIFY(!m_hung);
     QCOMPARE(clicked(), m_ok);
+}
+
+void tst_WsMessageBox::contentAfterABoxHasTheFramesDefaultButton_data()
+{
+    QTest::addColumn<bool>("deleteBox");
+    QTest::newRow("box deleted") << true;
+    QTest::newRow("box replaced") << false;
+}
+
+void tst_WsMessageBox::contentAfterABoxHasTheFramesDefaultButton()
+{
+    QFETCH(bool, deleteBox);
+    run([] { realinput::key("Return"); });
+    QCOMPARE(clicked(), m_cancel);
+    if (deleteBox) {
+        delete m_box;
+        m_box = nullptr;
+    }
+    QLineEdit *field = new QLineEdit(m_frame);
+    m_frame->AddMainWidget(field);
+    QVERIFY(m_frame->findChild<QPushButton *>("ExtendDialog_BtnClose")->isDefault());
+    run([] { realinput::key("Return"); });
+    QVERIFY(!m_hung);
 }
 
 QTEST_MAIN(tst_WsMessageBox)

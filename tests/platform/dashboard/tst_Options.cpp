@@ -39,7 +39,7 @@ void tst_Options::nothingGivenMeansTheDefaults()
     QVERIFY(!line.options.pluginFile.contains(".."));
     QCOMPARE(line.options.responseLimit.count(), 60000LL);
     QCOMPARE(line.options.language, QString("en"));
-    QVERIFY(!line.options.callbackOnUiThread);
+    QVERIFY(line.options.callbackOnUiThread);
     QVERIFY(!line.options.printSession);
     QVERIFY(!line.options.debugLog);
     QVERIFY(line.options.attachAtStart);
@@ -47,13 +47,13 @@ void tst_Options::nothingGivenMeansTheDefaults()
 
 void tst_Options::valuesAreTaken()
 {
-    const CommandLine line = parse({"--plugin", "p.so", "--profile=c.yaml", "--callback-thread", "ui", "--language",
-                                    "de", "--print-session", "--debug-log", "--no-device"});
+    const CommandLine line = parse({"--plugin", "p.so", "--profile=c.yaml", "--callback-thread", "service",
+                                    "--language", "de", "--print-session", "--debug-log", "--no-device"});
     QVERIFY2(line.run, qPrintable(line.message));
     QCOMPARE(line.options.pluginFile, QString("p.so"));
     QCOMPARE(line.options.profileFile, QString("c.yaml"));
     QCOMPARE(line.options.language, QString("de"));
-    QVERIFY(line.options.callbackOnUiThread);
+    QVERIFY(!line.options.callbackOnUiThread);
     QVERIFY(line.options.printSession);
     QVERIFY(line.options.debugLog);
     QVERIFY(!line.options.attachAtStart);
@@ -95,7 +95,7 @@ void tst_Options::helpAndVersionEndWithSuccess_data()
     QTest::addColumn<QString>("text");
 
     QTest::newRow("--help") << "--help"
-                            << "--callback-thread <service|ui>";
+                            << "--callback-thread <ui|service>";
     QTest::newRow("-h") << "-h"
                         << "SIGUSR1";
     QTest::newRow("exit codes") << "--help"

@@ -438,6 +438,7 @@ void tst_STKPlugin::answersAFixedValueAndOnlyLogs()
     const FixedAnswer &operation = fixedAnswers().at(index);
     make();
     const QVariant answer = operation.run(m_plugin);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCOMPARE(answer.toString(), operation.answer.toString());
     QVERIFY(answer == operation.answer);
     QCOMPARE(m_log->debug(), (QStringList{startOf(operation.function), endOf(operation.function)}));

@@ -1,0 +1,130 @@
+#include "RoadWorld.h"
+
+#include "core/CoreControl.h"
+#include "platform/core/RealInput.h"
+#include "sdk/SdkControl.h"
+#include "support/Peek.h"
+#include "support/World.h"
+
+#include <QtCore/QLoggingCategory>
+#include <QtTest/QtTest>
+
+namespace
+{
+struct DialogPeek : STKDialog {
+    using STKDialog::m_pStkDialogInstance;
+    using STKDialog::m_pStkThread;
+};
+} // namespace
+
+RoadWorld::RoadWorld(bool onUiThread) : host(new QWidget), dialog(nullptr)
+{
+    QLoggingCategory::setFilterRules("default.debug=false"); // the exchanges are what counts here
+    host->resize(900, 600);
+    host->show();
+    core::setMainWindow(host);
+    sdk::setExchangeListener([this](const sdk::Exchange &exchange) {
+        QMutexLocker lock(&m_mutex);
+        m_exchanges << QString::fromStdString(exchange.text);
+        m_bytes << QString::fromStdString(cat::toHex(exchange.bytes));
+    });
+    if (onUiThread) {
+        sdk::setCallbackDispatcher([this](std::function<void()> call) {
+            QMetaObject::invokeMethod(&m_uiThread, std::move(call), Qt::QueuedConnection);
+        });
+    }
+    dialog = STKDialog::Instance();
+    m_thread = thread();
+}
+
+RoadWorld::~RoadWorld()
+{
+    end();
+}
+
+QStringList RoadWorld::end()
+{
+    if (DialogPeek::m_pStkDialogInstance) {
+        dialog->unSDKRegisterEvent();
+        STKDialog::Destroy();
+    }
+    dialog = nullptr;
+    sdk::shutDown();
+    delete m_thread; // the window leaves a thread that is not running undeleted
+    delete host;
+    core::setMainWindow(nullptr);
+    return support::leftovers();
+}
+
+bool RoadWorld::attach(const QString &file)
+{
+    std::string error;
+    auto channel = sdk::openVirtualCard(QFile::encodeName(QFINDTESTDATA(file)).toStdString(), &error);
+    if (!channel) {
+        qWarning("%s: %s", qPrintable(file), error.c_str());
+        return false;
+    }
+    sdk::attachDevice(std::move(channel));
+    return true;
+}
+
+bool RoadWorld::show(int rows)
+{
+    QRect rect = host->geometry();
+    return dialog->ShowStkDlg(host, rect) && realinput::waitForKeyboard(frame()) &&
+           QTest::qWaitFor([&] { return table() && table()->rowCount() == rows; });
+}
+
+QDialog *RoadWorld::frame() const
+{
+    return host ? host->findChild<QDialog *>("STKPlugin_Stkdialog") : nullptr;
+}
+
+QTableWidget *RoadWorld::table() const
+{
+    return host ? host->findChild<QTableWidget *>("STKPlugin_TableWidgetMenu") : nullptr;
+}
+
+QPushButton *RoadWorld::button(const char *name) const
+{
+    return host->findChild<QPushButton *>(QString("STKPlugin_PushBtn") + name);
+}
+
+QString RoadWorld::shown() const
+{
+    if (!frame() || !frame()->isVisible())
+        return "no window";
+    QStringList texts;
+    for (int i = 0; i < table()->rowCount(); ++i)
+        texts << table()->item(i, 0)->text();
+    return frame()->windowTitle() + ": " + texts.join(", ");
+}
+
+STKThread *RoadWorld::thread() const
+{
+    return support::peek(dialog, &DialogPeek::m_pStkThread);
+}
+
+bool RoadWorld::isWaiting() const
+{
+    return thread()->isRunning();
+}
+
+QStringList RoadWorld::exchanges() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_exchanges;
+}
+
+QString RoadWorld::bytesOf(const QString &exchange) const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_bytes.value(m_exchanges.indexOf(exchange));
+}
+
+void RoadWorld::forget()
+{
+    QMutexLocker lock(&m_mutex);
+    m_exchanges.clear();
+    m_bytes.clear();
+}

@@ -1,0 +1,62 @@
+#ifndef TESTS_ROADWORLD_H
+#define TESTS_ROADWORLD_H
+
+#include "STKPlugin/STKDialog.h"
+#include "STKPlugin/STKLogic.h"
+#include "STKPlugin/STKThread.h"
+
+#include <QtCore/QMutex>
+#include <QtCore/QObject>
+#include <QtCore/QPointer>
+#include <QtCore/QStringList>
+#include <QtWidgets/QWidget>
+
+/// The real window on the open platform and a virtual card, over a host window in a real X server.
+///
+/// Widgets are found as a host's style sheet finds them, by their object names.
+class RoadWorld
+{
+public:
+    /// `onUiThread`: callbacks are posted to the user-interface thread; otherwise they come on the service's own.
+    explicit RoadWorld(bool onUiThread);
+    ~RoadWorld();
+
+    /// Ends everything in the host's order and tells what was left behind; `cleanup()` compares it with an empty list.
+    QStringList end();
+
+    /// Puts the card of the profile `file` beside the tests into the device. False with a warning.
+    bool attach(const QString &file = QString("menu.yaml"));
+
+    /// Opens the window and waits until it has the keyboard and shows `rows` rows.
+    bool show(int rows);
+
+    QDialog *frame() const;
+    QTableWidget *table() const;
+    QPushButton *button(const char *name) const; ///< "Back", "Select" or "Close"
+
+    /// The title and the texts of the rows, as "Title: One, Two"; "no window" without one.
+    QString shown() const;
+
+    bool isWaiting() const;
+    STKThread *thread() const;
+
+    /// What has passed between the card and the terminal since the last forget(), for people to read.
+    QStringList exchanges() const;
+
+    /// The bytes of the exchange with this text, in hexadecimal.
+    QString bytesOf(const QString &exchange) const;
+
+    void forget();
+
+    QPointer<QWidget> host;
+    STKDialog *dialog;
+
+private:
+    mutable QMutex m_mutex;
+    QStringList m_exchanges;
+    QStringList m_bytes;
+    QObject m_uiThread; ///< whose thread posted callbacks run on
+    QPointer<STKThread> m_thread;
+};
+
+#endif // TESTS_ROADWORLD_H
