@@ -1,0 +1,273 @@
+#include "cat/Command.h"
+#include "platform/cat/Hex.h"
+
+#include <QtTest>
+
+using cat::CommandType;
+using cat::Device;
+using cat::Result;
+using cat::TextCoding;
+
+class tst_Response : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void responsesBothWays_data();
+    void responsesBothWays();
+    void responseLeavesOutAnItemNobodyChose();
+    void responseWithOtherTagForms();
+    void answersBothWays_data();
+    void answersBothWays();
+    void readsOtherFormsOfAnswers_data();
+    void readsOtherFormsOfAnswers();
+    void takesUcs2ForWhatTheCodingLacks_data();
+    void takesUcs2ForWhatTheCodingLacks();
+    void leavesOutATextThatNobodyEntered();
+    void durationBothWays();
+    void longAnswersHaveLongLengths_data();
+    void longAnswersHaveLongLengths();
+    void refusesResponses_data();
+    void refusesResponses();
+    void menuSelectionBothWays_data();
+    void menuSelectionBothWays();
+    void refusesMenuSelections_data();
+    void refusesMenuSelections();
+};
+
+void tst_Response::responsesBothWays_data()
+{
+    QTest::addColumn<QByteArray>("hex");
+    QTest::addColumn<int>("type");
+    QTest::addColumn<int>("result");
+    QTest::addColumn<int>("itemId"); // 0: none
+    QTest::addColumn<QByteArray>("additional");
+    const auto row = [](const char *name, const char *hex, CommandType type, int result, int item, const char *more) {
+        QTest::newRow(name) << QByteArray(hex) << static_cast<int>(type) << result << item << QByteArray(more);
+    };
+    row("item chosen", "8103012400820282818301009001FB", CommandType::SelectItem, 0x00, 251, "");
+    row("item chosen, icon not shown", "810301240082028281830104900101", CommandType::SelectItem, 0x04, 1, "");
+    row("help wanted", "810301248082028281830113900103", CommandType::SelectItem, 0x13, 3, "");
+    row("backward", "810301240082028281830111", CommandType::SelectItem, 0x11, 0, "");
+    row("ended by the user", "810301240082028281830110", CommandType::SelectItem, 0x10, 0, "");
+    row("no answer", "810301240082028281830112", CommandType::SelectItem, 0x12, 0, "");
+    row("menu set up", "810301250082028281830100", CommandType::SetUpMenu, 0x00, 0, "");
+    row("terminal busy, with a cause", "81030125008202828183022001", CommandType::SetUpMenu, 0x20, 0, "01");
+}
+
+void tst_Response::responsesBothWays()
+{
+    QFETCH(QByteArray, hex);
+    const std::optional<cat::Response> response = cat::decodeResponse(bytesOf(hex));
+    QVERIFY(response);
+    QTEST(static_cast<int>(response->details.type), "type");
+    QTEST(static_cast<int>(response->result), "result");
+    QTEST(int(response->itemId.value_or(0)), "itemId");
+    QTEST(hexOf(response->additionalInformation), "additional");
+    QVERIFY(response->source == Device::Terminal && response->destination == Device::Uicc);
+    QCOMPARE(hexOf(cat::encodeResponse(*response)), hex);
+}
+
+void tst_Response::responseLeavesOutAnItemNobodyChose()
+{
+    cat::Response response;
+    response.details = {1, CommandType::SelectItem, 0};
+    response.itemId = 3;
+    response.result = Result::BackwardMove;
+    QCOMPARE(hexOf(cat::encodeResponse(response)), QByteArray("810301240082028281830111"));
+    response.result = Result::NoResponseFromUser;
+    QCOMPARE(hexOf(cat::encodeResponse(response)), QByteArray("810301240082028281830112"));
+}
+
+void tst_Response::responseWithOtherTagForms()
+{
+    const std::optional<cat::Response> response = cat::decodeResponse(bytesOf("0103022400 02028281 030100 100105"));
+    QVERIFY(response);
+    QCOMPARE(int(response->details.number), 2);
+    QCOMPARE(int(response->itemId.value_or(0)), 5);
+}
+
+void tst_Response::answersBothWays_data()
+{
+    QTest::addColumn<QByteArray>("hex");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("coding");
+    const auto row = [](const char *name, const char *hex, const QString &text, TextCoding coding) {
+        QTest::newRow(name) << QByteArray(hex) << text << static_cast<int>(coding);
+    };
+    const QString tongue = QString::fromUtf8("[€]");
+    const QString smile = QString::fromUtf8("a😀");
+    row("8 bit", "8103012301820282818301008D06044162436445", "AbCdE", TextCoding::Gsm8Bit);
+    row("8 bit, extension table", "8103012301820282818301008D07041B3C1B651B3E", tongue, TextCoding::Gsm8Bit);
+    row("packed", "8103012308820282818301008D060031D98C5603", "12345", TextCoding::Gsm7Packed);
+    row("packed, extension table", "8103012309820282818301008D07001BDEA6BCF101", tongue, TextCoding::Gsm7Packed);
+    row("UCS2", "8103012303820282818301008D050800410042", "AB", TextCoding::Ucs2);
+    row("UCS2, surrogate pair", "8103012303820282818301008D07080061D83DDE00", smile, TextCoding::Ucs2);
+    row("empty, 8 bit", "8103012300820282818301008D0104", "", TextCoding::Gsm8Bit);
+    row("empty, packed", "8103012308820282818301008D0100", "", TextCoding::Gsm7Packed);
+    row("empty, UCS2", "8103012303820282818301008D0108", "", TextCoding::Ucs2);
+    row("yes", "8103012204820282818301008D020401", QString(QChar(1)), TextCoding::Gsm8Bit);
+    row("no", "8103012204820282818301008D020400", QString(QChar(0)), TextCoding::Gsm8Bit);
+    row("at sign where no question was asked", "8103012201820282818301008D020400", "@", TextCoding::Gsm8Bit);
+    row("pound sign where no question was asked", "8103012301820282818301008D020401", QString::fromUtf8("£"),
+        TextCoding::Gsm8Bit);
+    row("an icon was not shown", "8103012200820282818301048D02042B", "+", TextCoding::Gsm8Bit);
+}
+
+void tst_Response::answersBothWays()
+{
+    QFETCH(QByteArray, hex);
+    const std::optional<cat::Response> response = cat::decodeResponse(bytesOf(hex));
+    QVERIFY(response && response->text);
+    QTEST(textOf(response->text->value), "text");
+    QTEST(static_cast<int>(response->text->coding), "coding");
+    QCOMPARE(hexOf(cat::encodeResponse(*response)), hex);
+}
+
+void tst_Response::readsOtherFormsOfAnswers_data()
+{
+    QTest::addColumn<QByteArray>("text"); // the data object alone
+    QTest::addColumn<QString>("value");
+    QTest::newRow("no bytes at all") << QByteArray("8D00") << "";
+    QTest::newRow("without comprehension flag") << QByteArray("0D020441") << "A";
+    QTest::newRow("length form 81") << QByteArray("8D81020441") << "A";
+    QTest::newRow("coding with a message class") << QByteArray("8D02F541") << "A";
+}
+
+void tst_Response::readsOtherFormsOfAnswers()
+{
+    QFETCH(QByteArray, text);
+    const auto response = cat::decodeResponse(bytesOf("8103012300 82028281 830100" + text));
+    QVERIFY(response && response->text);
+    QTEST(textOf(response->text->value), "value");
+}
+
+void tst_Response::takesUcs2ForWhatTheCodingLacks_data()
+{
+    QTest::addColumn<int>("coding");
+    QTest::addColumn<QByteArray>("object");
+    QTest::newRow("8 bit") << static_cast<int>(TextCoding::Gsm8Bit) << QByteArray("8D03080414");
+    QTest::newRow("packed") << static_cast<int>(TextCoding::Gsm7Packed) << QByteArray("8D03080414");
+    QTest::newRow("UCS2") << static_cast<int>(TextCoding::Ucs2) << QByteArray("8D03080414");
+}
+
+void tst_Response::takesUcs2ForWhatTheCodingLacks()
+{
+    QFETCH(int, coding);
+    QFETCH(QByteArray, object);
+    cat::Response response;
+    response.details = {1, CommandType::GetInkey, 3};
+    response.text = cat::Text{u"\u0414", static_cast<TextCoding>(coding)};
+    QCOMPARE(hexOf(cat::encodeResponse(response)), QByteArray("810301220382028281830100") + object);
+}
+
+void tst_Response::leavesOutATextThatNobodyEntered()
+{
+    cat::Response response;
+    response.details = {1, CommandType::GetInput, 0};
+    response.text = cat::Text{u"12", TextCoding::Gsm8Bit};
+    for (const Result result : {Result::SessionTerminatedByUser, Result::BackwardMove, Result::NoResponseFromUser,
+                                Result::HelpRequired, Result::TerminalUnable}) {
+        response.result = result;
+        const cat::Bytes bytes = cat::encodeResponse(response);
+        QCOMPARE(int(bytes.size()), 12);
+        QCOMPARE(int(bytes.back()), static_cast<int>(result));
+    }
+}
+
+void tst_Response::durationBothWays()
+{
+    const QByteArray hex = "810301220082028281830100840202038D02042B";
+    const std::optional<cat::Response> response = cat::decodeResponse(bytesOf(hex));
+    QVERIFY(response && response->duration);
+    QCOMPARE(int(response->duration->time().count()), 300);
+    QCOMPARE(hexOf(cat::encodeResponse(*response)), hex);
+}
+
+void tst_Response::longAnswersHaveLongLengths_data()
+{
+    QTest::addColumn<int>("characters");
+    QTest::addColumn<QByteArray>("length");
+    QTest::newRow("00 to 7F: the longest") << 126 << QByteArray("7F");
+    QTest::newRow("81: the shortest") << 127 << QByteArray("8180");
+    QTest::newRow("81: the longest") << 254 << QByteArray("81FF");
+    QTest::newRow("82: the shortest") << 255 << QByteArray("820100");
+}
+
+void tst_Response::longAnswersHaveLongLengths()
+{
+    QFETCH(int, characters);
+    QFETCH(QByteArray, length);
+    cat::Response response;
+    response.details = {1, CommandType::GetInput, 0};
+    response.text = cat::Text{std::u16string(static_cast<std::size_t>(characters), u'7'), TextCoding::Gsm8Bit};
+    const cat::Bytes bytes = cat::encodeResponse(response);
+    QCOMPARE(hexOf(bytes).mid(24), "8D" + length + "04" + QByteArray("37").repeated(characters));
+    QVERIFY(cat::decodeResponse(bytes)->text->value == response.text->value);
+}
+
+void tst_Response::refusesResponses_data()
+{
+    QTest::addColumn<QByteArray>("hex");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("no details") << QByteArray("82028281 830100");
+    QTest::newRow("no devices") << QByteArray("8103012400 830100");
+    QTest::newRow("no result") << QByteArray("8103012400 82028281");
+    QTest::newRow("short details") << QByteArray("81020124 82028281 830100");
+    QTest::newRow("short devices") << QByteArray("8103012400 820182 830100");
+    QTest::newRow("empty result") << QByteArray("8103012400 82028281 8300");
+    QTest::newRow("item identifier of two bytes") << QByteArray("8103012400 82028281 830100 90020101");
+    QTest::newRow("cut off") << QByteArray("8103012400 82028281 830100 9001");
+    QTest::newRow("compressed text") << QByteArray("8103012300 82028281 830100 8D022441");
+    QTest::newRow("duration of one byte") << QByteArray("8103012200 82028281 830100 840101");
+    QTest::newRow("duration in an unknown unit") << QByteArray("8103012200 82028281 830100 84020305");
+    QTest::newRow("duration of nothing") << QByteArray("8103012200 82028281 830100 84020100");
+}
+
+void tst_Response::refusesResponses()
+{
+    QFETCH(QByteArray, hex);
+    QVERIFY(!cat::decodeResponse(bytesOf(hex)));
+}
+
+void tst_Response::menuSelectionBothWays_data()
+{
+    QTest::addColumn<QByteArray>("hex");
+    QTest::addColumn<int>("itemId");
+    QTest::addColumn<bool>("help");
+    QTest::newRow("an item") << QByteArray("D30782020181900112") << 0x12 << false;
+    QTest::newRow("a high identifier") << QByteArray("D307820201819001FB") << 0xFB << false;
+    QTest::newRow("help") << QByteArray("D309820201819001021500") << 2 << true;
+}
+
+void tst_Response::menuSelectionBothWays()
+{
+    QFETCH(QByteArray, hex);
+    const std::optional<cat::MenuSelection> selection = cat::decodeMenuSelection(bytesOf(hex));
+    QVERIFY(selection);
+    QTEST(int(selection->itemId), "itemId");
+    QTEST(selection->helpRequested, "help");
+    QCOMPARE(hexOf(cat::encodeMenuSelection(*selection)), hex);
+}
+
+void tst_Response::refusesMenuSelections_data()
+{
+    QTest::addColumn<QByteArray>("hex");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("another envelope") << QByteArray("D60782020181900112");
+    QTest::newRow("shorter than its length") << QByteArray("D308820201819001") + "12";
+    QTest::newRow("no item") << QByteArray("D30482020181");
+    QTest::newRow("no devices") << QByteArray("D303900112");
+    QTest::newRow("item without a value") << QByteArray("D306820201819000");
+    QTest::newRow("item of two bytes") << QByteArray("D3088202018190021213");
+    QTest::newRow("last object cut off") << QByteArray("D30882020181900112") + "15";
+}
+
+void tst_Response::refusesMenuSelections()
+{
+    QFETCH(QByteArray, hex);
+    QVERIFY(!cat::decodeMenuSelection(bytesOf(hex)));
+}
+
+QTEST_APPLESS_MAIN(tst_Response)
+#include "tst_Response.moc"
