@@ -82,6 +82,13 @@ public:
         return dialog->*member;
     }
 
+    /// The same for a static member.
+    template <class Member>
+    Member &at(Member *member) const
+    {
+        return *member;
+    }
+
     STKExtendDlg *frame() const { return at(&DialogPeek::m_pExtendDlg); }
     STKTableWidget *table() const { return at(&DialogPeek::m_pTableWidget); }
     QPushButton *back() const { return at(&DialogPeek::m_pBtnBack); }
