@@ -18,7 +18,7 @@ namespace
 /// Takes `key` out of the row; what is left in it at the end has not been read.
 QJsonValue take(QJsonObject *row, const char *key)
 {
-    const QJsonValue value = row->take(key);
+    QJsonValue value = row->take(key);
     if (value.isUndefined())
         QTest::qFail(qPrintable(QString("the row has no \"%1\"").arg(key)), __FILE__, __LINE__);
     return value;
@@ -195,7 +195,8 @@ void tst_ToolkitVectors::addRows(const char *section)
 {
     QTest::addColumn<QJsonObject>("row");
     QSet<QString> names;
-    for (const QJsonValue &value : m_file[section].toArray()) {
+    const QJsonArray rows = m_file[section].toArray();
+    for (const auto &value : rows) {
         QJsonObject row = value.toObject();
         const QString name = row.take("name").toString();
         if (name.isEmpty() || names.contains(name))
@@ -246,7 +247,8 @@ void tst_ToolkitVectors::commands()
 void tst_ToolkitVectors::keepsTheBytesOfMostCommands()
 {
     int kept = 0;
-    for (const QJsonValue &value : m_file["proactive"].toArray()) {
+    const QJsonArray rows = m_file["proactive"].toArray();
+    for (const auto &value : rows) {
         const QJsonObject row = value.toObject();
         const cat::Bytes pdu = bytesOf(row["pdu_hex"].toString().toLatin1());
         const cat::DecodedCommand decoded = cat::decodeCommand(pdu);
