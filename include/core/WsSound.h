@@ -6,7 +6,10 @@
 
 class WsSoundPrivate;
 
-/// Plays one sound file once. User-interface thread.
+/// Plays one sound file. User-interface thread, with an event loop.
+///
+/// A sound always comes to its end: where nothing can be heard, because no sound server is there, the end is reported
+/// after the file's length all the same.
 class WsSound : public QObject
 {
     Q_OBJECT
@@ -14,18 +17,23 @@ class WsSound : public QObject
 public:
     /// \param file path of a wave file; it is opened by Play()
     explicit WsSound(QString file);
+
+    /// Ends the sound; finished() is not emitted.
     virtual ~WsSound();
 
-    /// Starts the sound. False when it cannot be played; finished() is then not emitted.
+    /// Starts the sound, from its beginning when it is playing already. False with a warning when the file is missing
+    /// or no wave file that can be decoded; finished() is then not emitted.
     bool Play();
 
     /// Ends the sound. finished() is not emitted.
     void Stop();
 
+    /// True from Play() to Stop() or finished(); in a slot of finished() it is false.
     bool IsPlaying();
 
 signals:
-    /// The file has been played to its end. The player may be deleted from a slot of this signal.
+    /// The file has been played to its end: once for each Play() that nothing has cut short. The player may be deleted
+    /// from a slot of this signal.
     void finished();
 
 private:

@@ -2,10 +2,11 @@
 
 #include "core/CoreControl.h"
 
+#include <QApplication>
 #include <QTranslator>
+#include <QtCore/QList>
 #include <QtCore/QtDebug>
 
-#include <map>
 #include <memory>
 
 namespace core
@@ -14,29 +15,71 @@ namespace core
 namespace
 {
 
-const char *const codes[] = {"en", "de", "ru"};
-const char *const english = codes[0];
-
-QString current = english;
+/// Languages of the library's own.
+const struct {
+    const char *code;
+    Qt::LayoutDirection direction;
+} builtIn[] = {
+    {"en", Qt::LeftToRight}, {"de", Qt::LeftToRight}, {"fr", Qt::LeftToRight}, {"es", Qt::LeftToRight},
+    {"ru", Qt::LeftToRight}, {"zh", Qt::LeftToRight}, {"ar", Qt::RightToLeft},
+};
+const char *const english = builtIn[0].code;
 
 /// Translators are kept to themselves and not installed in the application: the host's keys are no texts of Qt's,
 /// and an application may have translators of its own.
-const QTranslator &translator(const QString &code)
+struct Language {
+    QString code;
+    Qt::LayoutDirection direction;
+    std::shared_ptr<QTranslator> texts;
+};
+
+std::shared_ptr<QTranslator> load(const QString &file)
 {
-    static std::map<QString, std::unique_ptr<QTranslator>> loaded;
-    std::unique_ptr<QTranslator> &entry = loaded[code];
-    if (!entry) {
-        entry.reset(new QTranslator);
-        if (!entry->load(":/core/translations/core_" + code + ".qm")) {
-            qWarning("Change: the texts of language \"%s\" cannot be read", qPrintable(code));
+    const std::shared_ptr<QTranslator> texts(new QTranslator);
+    if (!texts->load(file)) {
+        qWarning("Change: \"%s\" cannot be read as a compiled language file", qPrintable(file));
+        return std::shared_ptr<QTranslator>();
+    }
+    return texts;
+}
+
+QList<Language> ownLanguages()
+{
+    QList<Language> list;
+    for (const auto &row : builtIn) {
+        const Language language = {row.code, row.direction,
+                                   load(QString(":/core/translations/core_%1.qm").arg(row.code))};
+        list << language;
+    }
+    return list;
+}
+
+QList<Language> &known()
+{
+    static QList<Language> list = ownLanguages();
+    return list;
+}
+
+QString current = english;
+
+const Language *find(const QString &code)
+{
+    const QList<Language> &list = known();
+    for (int i = 0; i < list.size(); ++i) {
+        if (list.at(i).code == code) {
+            return &list.at(i);
         }
     }
-    return *entry;
+    return 0;
 }
 
 QString translated(const QString &code, const QString &key, const QString &group)
 {
-    return translator(code).translate(group.toUtf8().constData(), key.toUtf8().constData());
+    const Language *language = find(code);
+    if (!language || !language->texts) {
+        return QString();
+    }
+    return language->texts->translate(group.toUtf8().constData(), key.toUtf8().constData());
 }
 
 } // namespace
@@ -44,18 +87,35 @@ QString translated(const QString &code, const QString &key, const QString &group
 QStringList languages()
 {
     QStringList list;
-    for (const char *code : codes) {
-        list << code;
+    foreach (const Language &language, known()) {
+        list << language.code;
     }
     return list;
 }
 
+bool addLanguage(const QString &code, const QString &file, Qt::LayoutDirection direction)
+{
+    if (code.isEmpty() || find(code)) {
+        qWarning("Change: \"%s\" is no new language", qPrintable(code));
+        return false;
+    }
+    const Language language = {code, direction, load(file)};
+    if (language.texts) {
+        known() << language;
+    }
+    return language.texts != 0;
+}
+
 bool setLanguage(const QString &code)
 {
-    if (!languages().contains(code)) {
+    const Language *language = find(code);
+    if (!language) {
         return false;
     }
     current = code;
+    if (qobject_cast<QApplication *>(QCoreApplication::instance())) { // a program without widgets has no direction
+        QApplication::setLayoutDirection(language->direction);
+    }
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/Qt>
 
 #include <functional>
 
@@ -27,10 +28,17 @@ typedef std::function<bool(const QString &url)> UrlOpener;
 /// Puts `opener` in the place of the desktop's browser; an empty one brings the browser back.
 void setUrlOpener(const UrlOpener &opener);
 
-/// Languages that Change::tr can speak, as two-letter codes, English first.
+/// Languages that Change::tr can speak, as codes such as "en", English first: those of the library, then added ones.
 QStringList languages();
 
+/// Adds a language under a new code, from the compiled Qt language file (.qm) `file`. What it lacks falls back to
+/// English. False with a warning when the code is known already or the file cannot be read, and nothing changes.
+bool addLanguage(const QString &code, const QString &file, Qt::LayoutDirection direction = Qt::LeftToRight);
+
 /// Chooses the language of Change::tr; a key that is missing in it falls back to English. At first English.
+///
+/// The application's layout direction becomes that of the language, so that windows which are open are mirrored at
+/// once for Arabic. Texts that stand in windows already are their owners' to renew.
 /// False for an unknown language, and nothing changes.
 bool setLanguage(const QString &code);
 

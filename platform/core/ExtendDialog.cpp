@@ -12,6 +12,10 @@
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 
+#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
+#include <QWindow>
+#endif
+
 #include <algorithm>
 
 namespace
@@ -40,6 +44,18 @@ bool isPlainReturn(const QKeyEvent *event)
 bool takesFocus(QWidget *frame, QWidget *widget)
 {
     return widget->isEnabled() && widget->isVisibleTo(frame) && (widget->focusPolicy() & Qt::TabFocus);
+}
+
+/// Grabs the keyboard from the program's other windows only: a field that has grabbed it before its window was shown
+/// has no more either, and nobody could type in other programs otherwise.
+void grabForProgram(QWidget *widget)
+{
+    widget->grabKeyboard();
+#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
+    if (QWindow *window = widget->window()->windowHandle()) {
+        window->setKeyboardGrabEnabled(false);
+    }
+#endif
 }
 
 /// Whether `window` is the window of a parent of `frame`, directly or further up.
@@ -81,8 +97,12 @@ private:
     void frameEvent(QEvent *event);
     bool contentEvent(QEvent *event);
     void giveFocus();
+    void borrowKeyboard();
+    void returnKeyboard();
     void drawBorder();
     QPushButton *messageDefault() const;
+
+    QPointer<QWidget> lender; ///< had grabbed the keyboard when this frame was shown over it
 };
 
 ExtendDialogPrivate::ExtendDialogPrivate(ExtendDialog *frame, int widgetType)
@@ -149,9 +169,15 @@ void ExtendDialogPrivate::frameEvent(QEvent *event)
     switch (event->type()) {
     case QEvent::Show:
         if (!event->spontaneous()) {
+            borrowKeyboard();
             q->setAttribute(Qt::WA_KeyboardFocusChange); // the focus ring shows from the start
             giveFocus();
             settleDefaultButton();
+        }
+        break;
+    case QEvent::Hide:
+        if (!event->spontaneous()) {
+            returnKeyboard();
         }
         break;
     case QEvent::Paint:
@@ -253,6 +279,32 @@ void ExtendDialogPrivate::giveFocus()
     }
     if (first) {
         first->setFocus(Qt::OtherFocusReason);
+    }
+}
+
+/// A widget that has grabbed the keyboard would get the keys of a modal frame shown over it, too, and nobody could
+/// answer the frame by keyboard: the grab rests while the frame is up.
+void ExtendDialogPrivate::borrowKeyboard()
+{
+    QWidget *grabber = QWidget::keyboardGrabber();
+    if (grabber && q->isModal() && grabber->window() != q) {
+        lender = grabber;
+        grabber->releaseKeyboard();
+    }
+}
+
+void ExtendDialogPrivate::returnKeyboard()
+{
+    QWidget *grabber = lender;
+    lender = 0;
+    if (!grabber || !grabber->isVisible()) {
+        return;
+    }
+    QWidget *top = QApplication::activeModalWidget();
+    if (!top || top == q || top == grabber->window()) {
+        grabForProgram(grabber);
+    } else if (ExtendDialogPrivate *next = top->findChild<ExtendDialogPrivate *>()) {
+        next->lender = grabber; // closed out of turn: the frame that is still up returns it
     }
 }
 

@@ -1,0 +1,54 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.0" language="ar">
+<context>
+    <name>STKPlugin</name>
+    <message>
+        <source>IDS_STK_BTN_BACK</source>
+        <translation>رجوع</translation>
+    </message>
+    <message>
+        <source>IDS_STK_BTN_SELECT</source>
+        <translation>اختيار</translation>
+    </message>
+    <message>
+        <source>IDS_STK_BTN_CLOSE</source>
+        <translation>إغلاق</translation>
+    </message>
+    <message>
+        <source>IDS_STK_BTN_OK</source>
+        <translation>موافق</translation>
+    </message>
+    <message>
+        <source>IDS_STK_BTN_CANCEL</source>
+        <translation>إلغاء</translation>
+    </message>
+    <message>
+        <source>IDS_STK_MSG_PROMPT</source>
+        <translation>تنبيه</translation>
+    </message>
+    <message>
+        <source>IDS_STK_MSG_INPUTFAILED</source>
+        <translation>لم تقبل بطاقة SIM ما أدخلته.</translation>
+    </message>
+</context>
+<context>
+    <name>XFramePlugin</name>
+    <message>
+        <source>IDS_OK</source>
+        <translation>موافق</translation>
+    </message>
+    <message>
+        <source>IDS_CANCEL</source>
+        <translation>إلغاء</translation>
+    </message>
+    <message>
+        <source>IDS_YES</source>
+        <translation>نعم</translation>
+    </message>
+    <message>
+        <source>IDS_NO</source>
+        <translation>لا</translation>
+    </message>
+</context>
+</TS>

@@ -1,0 +1,54 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.0" language="es_ES">
+<context>
+    <name>STKPlugin</name>
+    <message>
+        <source>IDS_STK_BTN_BACK</source>
+        <translation>Atrás</translation>
+    </message>
+    <message>
+        <source>IDS_STK_BTN_SELECT</source>
+        <translation>Elegir</translation>
+    </message>
+    <message>
+        <source>IDS_STK_BTN_CLOSE</source>
+        <translation>Cerrar</translation>
+    </message>
+    <message>
+        <source>IDS_STK_BTN_OK</source>
+        <translation>Aceptar</translation>
+    </message>
+    <message>
+        <source>IDS_STK_BTN_CANCEL</source>
+        <translation>Cancelar</translation>
+    </message>
+    <message>
+        <source>IDS_STK_MSG_PROMPT</source>
+        <translation>Información</translation>
+    </message>
+    <message>
+        <source>IDS_STK_MSG_INPUTFAILED</source>
+        <translation>La tarjeta SIM no ha aceptado los datos introducidos.</translation>
+    </message>
+</context>
+<context>
+    <name>XFramePlugin</name>
+    <message>
+        <source>IDS_OK</source>
+        <translation>Aceptar</translation>
+    </message>
+    <message>
+        <source>IDS_CANCEL</source>
+        <translation>Cancelar</translation>
+    </message>
+    <message>
+        <source>IDS_YES</source>
+        <translation>Sí</translation>
+    </message>
+    <message>
+        <source>IDS_NO</source>
+        <translation>No</translation>
+    </message>
+</context>
+</TS>
