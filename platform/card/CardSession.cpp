@@ -190,7 +190,7 @@ NextMove CardSession::chosen(const Step &step, const cat::Response &response)
     if (!entry)
         return move;
     if (!step.as.empty())
-        m_values[step.as] = expanded(entry->text, m_values, std::u16string::npos);
+        m_values[step.as] = entry->value ? *entry->value : expanded(entry->text, m_values, std::u16string::npos);
     move = enter(entry->steps);
     move.delay = entry->delay;
     return move;

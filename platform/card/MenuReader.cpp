@@ -201,6 +201,11 @@ void MenuReader::readEntryText(const YAML::Node &value, EntryDraft *draft)
         m_source.fail(value.Mark(), "the text of the item is empty; nobody could choose it");
 }
 
+void MenuReader::readEntryValue(const YAML::Node &value, EntryDraft *draft)
+{
+    draft->entry.value = m_source.text(value, "the answer that the item stands for");
+}
+
 void MenuReader::readEntryId(const YAML::Node &value, EntryDraft *draft)
 {
     draft->entry.id = m_source.number(value, 1, 255);
@@ -279,10 +284,10 @@ MenuReader::MenuDraft MenuReader::menu(const YAML::Node &node)
 MenuReader::EntryDraft MenuReader::entry(const YAML::Node &node)
 {
     static constexpr Key<MenuReader, EntryDraft> keys[] = {
-        {"text", &MenuReader::readEntryText, true},           {"id", &MenuReader::readEntryId, false},
-        {"menu", &MenuReader::readEntryMenu, false},          {"delay", &MenuReader::readEntryDelay, false},
-        {"command", &MenuReader::readEntryCommand, false},    {"steps", &MenuReader::readEntrySteps, false},
-        {"help-text", &MenuReader::readEntryHelpText, false},
+        {"text", &MenuReader::readEntryText, true},        {"id", &MenuReader::readEntryId, false},
+        {"menu", &MenuReader::readEntryMenu, false},       {"delay", &MenuReader::readEntryDelay, false},
+        {"command", &MenuReader::readEntryCommand, false}, {"steps", &MenuReader::readEntrySteps, false},
+        {"value", &MenuReader::readEntryValue, false},     {"help-text", &MenuReader::readEntryHelpText, false},
     };
     count(node);
     EntryDraft draft;

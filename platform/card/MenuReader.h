@@ -56,6 +56,7 @@ private:
     void readItems(const YAML::Node &value, MenuDraft *draft);
     void readAs(const YAML::Node &value, MenuDraft *draft);
     void readEntryText(const YAML::Node &value, EntryDraft *draft);
+    void readEntryValue(const YAML::Node &value, EntryDraft *draft);
     void readEntryId(const YAML::Node &value, EntryDraft *draft);
     void readEntryMenu(const YAML::Node &value, EntryDraft *draft);
     void readEntryDelay(const YAML::Node &value, EntryDraft *draft);

@@ -52,10 +52,11 @@ struct Step {
 /// One entry of a menu in a profile, and what the card does when it is chosen.
 struct Entry {
     std::uint8_t id = 0;
-    std::u16string text;                ///< may hold {names}
-    std::vector<Step> steps;            ///< one after the other; none: the session goes on behind the menu, or ends
-    std::u16string helpText;            ///< what a request for help shows; empty: it ends the session
-    std::chrono::milliseconds delay{0}; ///< how long the card thinks before it answers the choice
+    std::u16string text;                 ///< may hold {names}
+    std::optional<std::u16string> value; ///< the answer that the choice gives; none: the text
+    std::vector<Step> steps;             ///< one after the other; none: the session goes on behind the menu, or ends
+    std::u16string helpText;             ///< what a request for help shows; empty: it ends the session
+    std::chrono::milliseconds delay{0};  ///< how long the card thinks before it answers the choice
 
     /// The sub-menu that opens first; null when the entry does not begin with one.
     const Menu *menu() const;

@@ -104,7 +104,7 @@ private slots:
     void refusesMalformedCommands_data();
     void refusesMalformedCommands();
     void survivesAnyBytes();
-    void demoCanBeWalkedCompletely();
+    void knowsWhetherThereIsANetwork();
 
 private:
     QByteArray send(const QByteArray &apdu);
@@ -112,7 +112,6 @@ private:
     QByteArray select(int itemId);
     cat::Command fetch(const QByteArray &announcement);
     void start();
-    void walk(const card::Menu &menu, int *visited);
 
     std::unique_ptr<card::VirtualCard> m_card;
     cat::Command m_command; ///< the last one fetched
@@ -565,35 +564,12 @@ void tst_VirtualCard::survivesAnyBytes()
     }
 }
 
-/// Opens every sub-menu below `menu`, whose command is open, and comes back to it.
-void tst_VirtualCard::walk(const card::Menu &menu, int *visited)
+void tst_VirtualCard::knowsWhetherThereIsANetwork()
 {
-    ++*visited;
-    for (const card::Entry &choice : menu.entries) {
-        if (!choice.menu())
-            continue;
-        const cat::Command sub = fetch(respond(Result::Performed, choice.id));
-        QVERIFY(sub.details.type == CommandType::SelectItem);
-        QCOMPARE(sub.items.size(), choice.menu()->entries.size());
-        walk(*choice.menu(), visited);
-        QVERIFY(fetch(respond(Result::BackwardMove)).details.type == CommandType::SelectItem);
-    }
-}
-
-void tst_VirtualCard::demoCanBeWalkedCompletely()
-{
-    const card::Profile demo = card::loadProfile(PROFILES_DIR "/demo.yaml");
-    m_card = std::make_unique<card::VirtualCard>(demo);
-    start();
-    int visited = 0;
-    for (const card::Entry &choice : demo.mainMenu.entries) {
-        if (!choice.menu())
-            continue;
-        QVERIFY(fetch(select(choice.id)).details.type == CommandType::SelectItem);
-        walk(*choice.menu(), &visited);
-        QCOMPARE(respond(Result::BackwardMove), done);
-    }
-    QCOMPARE(visited, 11);
+    card::Profile cut = profile();
+    QVERIFY(card::VirtualCard(cut).hasNetwork());
+    cut.network = false;
+    QVERIFY(!card::VirtualCard(cut).hasNetwork());
 }
 
 QTEST_APPLESS_MAIN(tst_VirtualCard)
