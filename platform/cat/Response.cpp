@@ -26,7 +26,7 @@ bool isYesNo(const CommandDetails &details)
     return details.type == CommandType::GetInkey && (details.qualifier & 0x04) != 0;
 }
 
-/// Yes and no are the bytes 01 and 00 in the 8-bit coding, which are no characters (clause 6.8.12).
+/// Yes and no are the bytes 01 and 00 in the 8-bit coding, which are no characters (clause 6.4.2).
 constexpr char16_t yes = 0x01;
 
 Bytes answerValue(const Response &response)

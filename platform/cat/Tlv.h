@@ -48,7 +48,7 @@ enum class Tag : std::uint16_t {
     TextAttribute = 0x50,
     ItemTextAttributeList = 0x51,
     FrameIdentifier = 0x68,
-    PlmnList = 0x72, ///< PLMNwAcT list of REFRESH (3GPP TS 31.111 clause 8.90)
+    PlmnList = 0x72, ///< PLMNwAcT list of REFRESH (3GPP TS 31.111)
 };
 
 /// A BER-TLV object (ETSI TS 101 220 clause 7.2). `value` points into what was read.
