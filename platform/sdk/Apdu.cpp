@@ -18,13 +18,29 @@ constexpr int maxGetResponses = 16;
 
 /// What this terminal can do (ETSI TS 102 223 clause 5.2), byte by byte; a byte that is not sent counts as 0.
 constexpr std::uint8_t terminalProfile[] = {
-    0x01 |    // byte 1: profile download
-        0x08, //         menu selection
-    0x01 |    // byte 2: command result
-        0x40, //         UCS2 display
-    0x00,     // byte 3: DISPLAY TEXT to REFRESH
-    0x01 |    // byte 4: SELECT ITEM
-        0x20, //         SET UP MENU
+    0x01 |     // byte 1: profile download
+        0x08,  //         menu selection
+    0x01 |     // byte 2: command result
+        0x20 | //        UCS2 entry
+        0x40 | //        UCS2 display
+        0x80,  //        texts of more than 160 characters
+    0x01 |     // byte 3: DISPLAY TEXT
+        0x02 | //        GET INKEY
+        0x04 | //        GET INPUT
+        0x10 | //        PLAY TONE
+        0x80,  //        REFRESH
+    0x01 |     // byte 4: SELECT ITEM
+        0x02 | //        SEND SHORT MESSAGE
+        0x04 | //        SEND SS
+        0x08 | //        SEND USSD
+        0x20,  //         SET UP MENU; SET UP CALL is refused, and so not here
+    0x00,      // byte 5: events
+    0x00,      // byte 6: events
+    0x00,      // byte 7: more than one card
+    0x08 |     // byte 8: GET INKEY with yes or no
+        0x10,  //        SET UP IDLE MODE TEXT
+    0x01 |     // byte 9: DISPLAY TEXT with immediate response
+        0x40,  //        LAUNCH BROWSER
 };
 
 cat::Bytes apduWithData(std::uint8_t instruction, const cat::Bytes &data)
@@ -49,19 +65,23 @@ cat::Bytes withLength(cat::Bytes apdu, std::uint8_t length)
     return apdu;
 }
 
-bool transmitOnce(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer)
+bool transmitOnce(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer, const ApduObserver &observe)
 {
+    const auto time = std::chrono::system_clock::now();
     answer->clear();
-    return channel.transmit(apdu, answer) && answer->size() >= 2;
+    if (!channel.transmit(apdu, answer) || answer->size() < 2)
+        return false;
+    observe(time, apdu, *answer);
+    return true;
 }
 
 /// Appends what GET RESPONSE brings; the last status word is the answer's.
-bool getResponse(CardChannel &channel, cat::Bytes *answer)
+bool getResponse(CardChannel &channel, cat::Bytes *answer, const ApduObserver &observe)
 {
     for (int round = 0; round < maxGetResponses && statusWord(*answer).sw1 == 0x61; ++round) {
         const cat::Bytes apdu = {0x00, 0xC0, 0x00, 0x00, statusWord(*answer).sw2};
         cat::Bytes more;
-        if (!transmitOnce(channel, apdu, &more))
+        if (!transmitOnce(channel, apdu, &more, observe))
             return false;
         answer->resize(answer->size() - 2);
         answer->insert(answer->end(), more.begin(), more.end());
@@ -96,14 +116,14 @@ cat::Bytes envelopeApdu(const cat::Bytes &data)
     return apduWithData(0xC2, data);
 }
 
-bool transmitApdu(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer)
+bool transmitApdu(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer, const ApduObserver &observe)
 {
-    if (!transmitOnce(channel, apdu, answer))
+    if (!transmitOnce(channel, apdu, answer, observe))
         return false;
     const StatusWord status = statusWord(*answer);
-    if (status.sw1 == 0x6C && !transmitOnce(channel, withLength(apdu, status.sw2), answer))
+    if (status.sw1 == 0x6C && !transmitOnce(channel, withLength(apdu, status.sw2), answer, observe))
         return false;
-    return getResponse(channel, answer);
+    return getResponse(channel, answer, observe);
 }
 
 } // namespace sdk

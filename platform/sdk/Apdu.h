@@ -3,6 +3,9 @@
 
 #include "cat/Bytes.h"
 
+#include <chrono>
+#include <functional>
+
 namespace sdk
 {
 
@@ -27,10 +30,13 @@ cat::Bytes fetchApdu(std::uint8_t length);
 cat::Bytes terminalResponseApdu(const cat::Bytes &data);
 cat::Bytes envelopeApdu(const cat::Bytes &data);
 
+/// Hears of every APDU that was answered, with the time at which it was sent.
+using ApduObserver = std::function<void(std::chrono::system_clock::time_point, const cat::Bytes &, const cat::Bytes &)>;
+
 /// Sends one command and gives data, SW1 and SW2. 61xx is followed by GET RESPONSE and 6Cxx by the same command with
 /// that length (ISO/IEC 7816-4 clause 5.6). False: the card is gone, and that includes a card whose answer has no
 /// status word.
-bool transmitApdu(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer);
+bool transmitApdu(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer, const ApduObserver &observe);
 
 } // namespace sdk
 

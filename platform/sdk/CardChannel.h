@@ -24,6 +24,9 @@ public:
     /// False: the card is gone, or interrupt() was called.
     virtual bool transmit(const cat::Bytes &apdu, cat::Bytes *answer) = 0;
 
+    /// Whether short messages, SS and USSD that the card sends can go out at the moment.
+    virtual bool hasNetwork() const { return true; }
+
     /// Ends a transmit() that waits, and makes every later one fail until the channel is deleted.
     virtual void interrupt() = 0;
 };

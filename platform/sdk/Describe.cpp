@@ -1,5 +1,7 @@
 #include "sdk/Describe.h"
 
+#include "sdk/AnswerText.h"
+
 #include "cat/Text.h"
 
 #include <algorithm>
@@ -24,6 +26,20 @@ constexpr StatusText statusTexts[] = {
     {Status::BadArgument, "an argument is not valid"},
     {Status::SessionBusy, "a session is open"},
     {Status::NotAvailable, "this library cannot do it"},
+    {Status::AnswerRefused, "the answer is not what the card asks for"},
+};
+
+struct CauseText {
+    std::uint8_t cause;
+    const char *text;
+};
+
+/// ETSI TS 102 223 clause 8.12.2.
+constexpr CauseText causeTexts[] = {
+    {0x00, "no specific cause"},
+    {0x01, "screen is busy"},
+    {0x02, "busy on a call"},
+    {0x04, "no service"},
 };
 
 bool isControl(char16_t unit)
@@ -31,18 +47,38 @@ bool isControl(char16_t unit)
     return unit < 0x20 || (unit >= 0x7F && unit < 0xA0);
 }
 
+/// Behind the result that the terminal is unable at the moment; empty: nothing is known.
+std::string cause(const cat::Response &response)
+{
+    if (response.result != cat::Result::TerminalUnable || response.additionalInformation.empty())
+        return {};
+    const auto row = std::find_if(std::begin(causeTexts), std::end(causeTexts), [&](const CauseText &each) {
+        return each.cause == response.additionalInformation.front();
+    });
+    return row == std::end(causeTexts) ? std::string() : std::string(", ") + row->text;
+}
+
+/// What the user has chosen or entered; empty: nothing.
+std::string answer(const cat::Response &response, const cat::Command &command)
+{
+    if (response.text && command.isYesNo())
+        return response.text->value == u"\x01" ? ", yes" : ", no";
+    if (response.text && command.isHidden())
+        return ", \"" + std::string(countCharacters(response.text->value), '*') + '"';
+    if (response.text)
+        return ", " + quoted(response.text->value);
+    const auto chosen = std::find_if(command.items.begin(), command.items.end(),
+                                     [&](const cat::Item &item) { return item.id == response.itemId; });
+    return chosen == command.items.end() ? std::string() : ", " + quoted(chosen->text);
+}
+
+} // namespace
+
 std::string quoted(std::u16string text)
 {
     std::replace_if(text.begin(), text.end(), isControl, u' ');
     return '"' + cat::toUtf8(text) + '"';
 }
-
-std::string count(std::size_t items)
-{
-    return std::to_string(items) + (items == 1 ? " item" : " items");
-}
-
-} // namespace
 
 std::string describe(const cat::DecodedCommand &decoded)
 {
@@ -51,21 +87,16 @@ std::string describe(const cat::DecodedCommand &decoded)
     std::string text = cat::commandName(decoded.command.details.type);
     if (decoded.result != cat::Result::Performed)
         return text + ": " + decoded.reason;
-    if (decoded.command.alphaId)
-        text += ' ' + quoted(*decoded.command.alphaId);
-    return text + ", " + count(decoded.command.items.size());
+    return text + wordsOf(decoded.command);
 }
 
-std::string describe(const cat::Response &response, const std::vector<cat::Item> &items)
+std::string describe(const cat::Response &response, const cat::Command &command)
 {
-    const cat::Bytes result = {static_cast<std::uint8_t>(response.result)};
-    std::string text =
-        cat::commandName(response.details.type) + ": " + cat::toHex(result) + ' ' + cat::resultMeaning(response.result);
-    const auto chosen =
-        std::find_if(items.begin(), items.end(), [&](const cat::Item &item) { return item.id == response.itemId; });
-    if (chosen != items.end())
-        text += ", " + quoted(chosen->text);
-    return text;
+    std::string text = cat::commandName(response.details.type) + ": " +
+                       cat::toHex(cat::Bytes{static_cast<std::uint8_t>(response.result)});
+    for (const std::uint8_t more : response.additionalInformation)
+        text += ' ' + cat::toHex(cat::Bytes{more});
+    return text + ' ' + cat::resultMeaning(response.result) + cause(response) + answer(response, command);
 }
 
 std::string describe(const cat::Item &chosen)

@@ -16,6 +16,23 @@ namespace sdk
 /// of the field zeroed.
 void copyText(std::u16string_view text, uint16_t *field);
 
+// The records of the contract, whole and without anything left over from before. `command` is of the record's type.
+
+void fillRecord(const cat::Command &command, MDSVStkInputData *record);
+void fillRecord(const cat::Command &command, MDSVStkInKeyData *record);
+void fillRecord(const cat::Command &command, MDSVStkPromptData *record);
+void fillRecord(const cat::Command &command, MDSVStkToneData *record);
+void fillRecord(const cat::Command &command, MDSVStkBrowserData *record);
+
+/// The text of SET UP IDLE MODE TEXT, as a field of MDSV_STK_TEXT_UNITS units.
+void fillIdleText(const cat::Command &command, uint16_t *field);
+
+/// REFRESH, MDSV_STK_REFRESH_BYTES bytes, numbers in the machine's order:
+/// 0 int32, the command qualifier (ETSI TS 102 223 clause 8.6); 4 int32, n, how many bytes of the file list follow, 0
+/// for a command without one; 8 n bytes, the value of the file list (clause 8.18): the number of files, then their
+/// paths; 0 up to the end.
+void fillRefresh(const cat::Command &command, void *buffer);
+
 /// The item arrays that callers hold. Any thread.
 class ItemArrays
 {

@@ -1,6 +1,8 @@
 #include "sdk/Records.h"
 #include "sdk/Service.h"
 
+#include <algorithm>
+
 // The C functions of the contract and the control functions beside it: arguments are checked and records filled here,
 // everything else is the service's.
 
@@ -53,21 +55,27 @@ Status releaseMenu(const char *function, Kind kind, Record *record)
     return Status::Success;
 }
 
-/// The data of a command that this library answers by itself and never opens: whatever is open is something else.
-Status dataOfUnopened(int id, _MDSV_EN_STKTYPE type, const void *output)
+/// Fills a record with the data of the command `id`, with `fill`.
+template <typename Record>
+Status fetchData(int id, _MDSV_EN_STKTYPE type, Record *record, void (*fill)(const cat::Command &, Record *))
 {
     cat::Command command;
-    if (!output)
-        return Status::BadArgument;
-    const Status status = Service::instance().openCommand(id, type, &command);
-    return status == Status::Success ? Status::NotAvailable : status;
+    const Status status = record ? Service::instance().openCommand(id, type, &command) : Status::BadArgument;
+    if (status == Status::Success)
+        fill(command, record);
+    return status;
 }
 
-/// The same for its answer, where a refusal is worth a note.
-Status answerOfUnopened(const char *function, int id, _MDSV_EN_STKTYPE type, const uint16_t *answer)
+/// Longest answer that is looked at; no terminal response holds so much.
+constexpr std::size_t longestAnswer = 1024;
+
+Status answer(const char *function, int id, _MDSV_EN_STKTYPE type, int isConfirmed, const uint16_t *text)
 {
-    const std::string what = std::string(function) + ", command " + std::to_string(id);
-    return Service::instance().refuse(what, dataOfUnopened(id, type, answer));
+    const uint16_t *const end = text ? std::find(text, text + longestAnswer, uint16_t(0)) : nullptr;
+    const bool isTerminated = text && end != text + longestAnswer;
+    if (isTerminated && (isConfirmed == 0 || isConfirmed == 1))
+        return Service::instance().answerText(id, type, isConfirmed == 1, std::u16string(text, end));
+    return Service::instance().refuse(std::string(function) + ", command " + std::to_string(id), Status::BadArgument);
 }
 
 } // namespace
@@ -92,6 +100,21 @@ void setResponseLimit(std::chrono::milliseconds limit)
     Service::instance().setLimit(limit);
 }
 
+void setResponseLimit(int stkType, std::chrono::milliseconds limit)
+{
+    Service::instance().setLimit(stkType, limit);
+}
+
+void setUnattendedLimit(std::chrono::milliseconds limit)
+{
+    Service::instance().setGrace(limit);
+}
+
+bool setTraceFile(const std::string &path, std::string *error)
+{
+    return Service::instance().setTraceFile(path, error);
+}
+
 void setExchangeListener(std::function<void(const Exchange &)> listener)
 {
     Service::instance().setListener(std::move(listener));
@@ -100,6 +123,7 @@ void setExchangeListener(std::function<void(const Exchange &)> listener)
 void shutDown()
 {
     Service::instance().shutDown();
+    setVirtualCardLatency(usualCardLatency);
 }
 
 } // namespace sdk
@@ -180,49 +204,49 @@ int MDSV_STKSrv_SelectSubMenuItem(int nCmdId, int nAction, int16_t sItemId)
 
 int MDSV_STKSrv_GetInputRequest(int nCmdId, MDSVStkInputData *pData)
 {
-    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_GET_INPUT, pData); });
+    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_GET_INPUT, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetInKeyRequest(int nCmdId, MDSVStkInKeyData *pData)
 {
-    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_GET_INKEY, pData); });
+    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_GET_INKEY, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetPromptText(int nCmdId, MDSVStkPromptData *pData)
 {
-    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_DISPLAY_TEXT, pData); });
+    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_DISPLAY_TEXT, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetPlayTone(int nCmdId, MDSVStkToneData *pData)
 {
-    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_PLAY_TONE, pData); });
+    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_PLAY_TONE, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetLaunchBrowser(int nCmdId, MDSVStkBrowserData *pData)
 {
-    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_LAUNCH_BROWSER, pData); });
+    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_LAUNCH_BROWSER, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetIdleModePrompt(int nCmdId, uint16_t *pText)
 {
-    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT, pText); });
+    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT, pText, fillIdleText); });
 }
 
 int MDSV_STKSrv_GetRefreshInfo(int nCmdId, void *pBuffer)
 {
-    return guarded(__func__, [&] { return dataOfUnopened(nCmdId, MDSV_STKTYPE_REFRESH, pBuffer); });
+    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_REFRESH, pBuffer, fillRefresh); });
 }
 
-int MDSV_STKSrv_AnswerInput(int nCmdId, int /*nConfirmed*/, const uint16_t *pAnswer)
+int MDSV_STKSrv_AnswerInput(int nCmdId, int nConfirmed, const uint16_t *pAnswer)
 {
     const char *const function = __func__;
-    return guarded(function, [&] { return answerOfUnopened(function, nCmdId, MDSV_STKTYPE_GET_INPUT, pAnswer); });
+    return guarded(function, [&] { return answer(function, nCmdId, MDSV_STKTYPE_GET_INPUT, nConfirmed, pAnswer); });
 }
 
-int MDSV_STKSrv_AnswerInKey(int nCmdId, int /*nConfirmed*/, const uint16_t *pAnswer)
+int MDSV_STKSrv_AnswerInKey(int nCmdId, int nConfirmed, const uint16_t *pAnswer)
 {
     const char *const function = __func__;
-    return guarded(function, [&] { return answerOfUnopened(function, nCmdId, MDSV_STKTYPE_GET_INKEY, pAnswer); });
+    return guarded(function, [&] { return answer(function, nCmdId, MDSV_STKTYPE_GET_INKEY, nConfirmed, pAnswer); });
 }
 
 int MDSV_STKSrv_SendNoDataResponse(int nCmdId, int nType, int nResult)

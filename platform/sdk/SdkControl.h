@@ -17,13 +17,14 @@ namespace sdk
 /// The non-zero statuses of the MDSV_ functions. Callers of the contract treat them alike; they are for logs.
 enum class Status : int {
     Success = 0,
-    NoCard = 1,       ///< no card, or it has gone
-    NoMenu = 2,       ///< the card has installed no menu
-    StaleCommand = 3, ///< the identifier is not the open command's, or that command has been answered
-    WrongCommand = 4, ///< the open command is of another type
-    BadArgument = 5,  ///< a null pointer, an unknown item, a callback that was not registered
-    SessionBusy = 6,  ///< a session is open, so that no menu choice can be taken
-    NotAvailable = 7, ///< this library cannot do it
+    NoCard = 1,        ///< no card, or it has gone
+    NoMenu = 2,        ///< the card has installed no menu
+    StaleCommand = 3,  ///< the identifier is not the open command's, or that command has been answered
+    WrongCommand = 4,  ///< the open command is of another type
+    BadArgument = 5,   ///< a null pointer, an unknown item, a callback that was not registered
+    SessionBusy = 6,   ///< a session is open, so that no menu choice can be taken
+    NotAvailable = 7,  ///< this library cannot do it
+    AnswerRefused = 8, ///< not what the card asks for; the command stays open for another try
 };
 
 /// Attaches a device with the card behind `channel` and starts the toolkit: reset, TERMINAL PROFILE, FETCH. Returns at
@@ -36,6 +37,13 @@ void detachDevice();
 /// A virtual card of the profile at `path`, or null and in `*error` "file:line:column: reason".
 std::unique_ptr<CardChannel> openVirtualCard(const std::string &path, std::string *error);
 
+/// How long every virtual card takes for an APDU, beside what its profile says: 30 ms at first, as cards do. Callers
+/// are made for that: the STK window clears its note that the card has answered only when its request has returned, so
+/// a card that answers within microseconds would be overlooked, and waited for in vain. 0 is for tests that do not
+/// mind.
+void setVirtualCardLatency(std::chrono::milliseconds latency);
+constexpr std::chrono::milliseconds usualCardLatency{30};
+
 /// Runs a function on another thread, some time later, in the order given.
 using Dispatcher = std::function<void(std::function<void()>)>;
 
@@ -44,8 +52,22 @@ using Dispatcher = std::function<void(std::function<void()>)>;
 void setCallbackDispatcher(Dispatcher dispatcher);
 
 /// How long the user may take over a command; when it is over the card gets "no response from user" and the callback
-/// a record with the time-out flag. At first 60 s.
+/// a record with the time-out flag. At first 60 s, and 120 s for GET INPUT. The length that the card itself gives to a
+/// text or a key counts in place of it, and that of a tone beside it. SEND SHORT MESSAGE, SEND SS, SEND USSD and
+/// REFRESH are carried out when the callback has returned, and at the latest when this is over.
 void setResponseLimit(std::chrono::milliseconds limit);
+
+/// The same for one command; `stkType` is an _MDSV_EN_STKTYPE.
+void setResponseLimit(int stkType, std::chrono::milliseconds limit);
+
+/// A text that clears itself, and a yes/no question with a length, are ended by the window and have no limit. When the
+/// window stays away they are given up so long after their own time; 60 s at first.
+void setUnattendedLimit(std::chrono::milliseconds limit);
+
+/// Writes every APDU to a packet capture file from now on, beside the one that the environment variable STK_TRACE may
+/// name; an empty path ends it. False: nothing is written, and `*error` is "... file: reason". A file that cannot be
+/// written any more later is told once, in a note, and the session goes on.
+bool setTraceFile(const std::string &path, std::string *error);
 
 /// One step of the session, for people to read.
 struct Exchange {
@@ -65,7 +87,8 @@ struct Exchange {
 /// the library.
 void setExchangeListener(std::function<void(const Exchange &)> listener);
 
-/// Ends the service's thread and forgets card, callbacks, dispatcher, listener and limits: the library is as new.
+/// Ends the service's thread and forgets card, callbacks, dispatcher, listener, limits, latency and trace file: the
+/// library is as new. Only the file of STK_TRACE stays open.
 void shutDown();
 
 } // namespace sdk

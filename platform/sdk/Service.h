@@ -2,9 +2,11 @@
 #define SDK_SERVICE_H
 
 #include "cat/Command.h"
+#include "sdk/Commands.h"
 #include "sdk/Hook.h"
 #include "sdk/MDSVStk.h"
 #include "sdk/SdkControl.h"
+#include "sdk/Trace.h"
 
 #include <condition_variable>
 #include <deque>
@@ -22,8 +24,10 @@ namespace sdk
 /// raises events. Requests come on any thread, look at the state, queue what is to be done and return at once. No lock
 /// is held while a callback, the dispatcher, the listener or the card channel is called.
 ///
-/// A command is open from its event until whoever closes it first: an answer, the time limit, or the loss of the card.
-/// Closing it is what entitles to send its terminal response, so that the card gets exactly one.
+/// A command is open from its event until whoever closes it first: an answer, the service itself when it carries the
+/// command out, the time limit, or the loss of the card. Closing it is what entitles to send its terminal response, so
+/// that the card gets exactly one. A refusal from within the callback of a command that the service carries out comes
+/// first, and counts.
 class Service
 {
 public:
@@ -35,6 +39,9 @@ public:
     void detach();
     void setDispatcher(Dispatcher dispatcher);
     void setLimit(std::chrono::milliseconds limit);
+    void setLimit(int stkType, std::chrono::milliseconds limit);
+    void setGrace(std::chrono::milliseconds grace);
+    bool setTraceFile(const std::string &path, std::string *error);
     void setListener(std::function<void(const Exchange &)> listener);
     void shutDown();
 
@@ -47,7 +54,8 @@ public:
     /// The menu that the card has installed. `*menu` is untouched after a failure.
     Status mainMenu(cat::Command *menu) const;
 
-    /// The open command `id` if it is of the type `type`. `*command` is untouched after a failure.
+    /// The open command `id` if it is of the type `type`, or one that the service has closed by itself, as Lingering
+    /// has it. `*command` is untouched after a failure.
     Status openCommand(int id, _MDSV_EN_STKTYPE type, cat::Command *command) const;
 
     /// Sends the user's choice from the main menu.
@@ -55,6 +63,10 @@ public:
 
     /// Answers the open SELECT ITEM; `action` is an _MDSV_EN_SUBMENU_ACTION.
     Status answerSelectItem(int id, int action, int itemId);
+
+    /// Answers the open GET INPUT or GET INKEY, as `type` says. What breaks the card's constraints is refused, and the
+    /// command stays open.
+    Status answerText(int id, _MDSV_EN_STKTYPE type, bool isConfirmed, const std::u16string &text);
 
     /// Answers the open command when it is of the type `stkType` (an _STK_UI_EN_STKTYPE).
     Status answerWithoutData(int id, int stkType, int result);
@@ -67,7 +79,6 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    static constexpr std::chrono::milliseconds defaultLimit{60000};
     using Ticket = std::uint64_t;
 
     /// One attached card. The service's thread owns the channel; it deletes it when the device has gone.
@@ -80,9 +91,21 @@ private:
     struct OpenCommand {
         int16_t id = 0;
         cat::Command command;
-        _MDSV_EN_STKTYPE stkType = MDSV_STKTYPE_END_SESSION;
+        const CommandRow *row = nullptr; ///< never null
+        Clock::time_point since;
         Clock::time_point deadline;
         Ticket toldTo = 0; ///< registration that has got its event
+    };
+
+    /// A command that the service has closed while a caller may still be busy with it: its callback may have returned
+    /// before the caller's own thread has read the data, and a text that was answered at once is still on the screen.
+    /// It lingers until another of its type comes. Callers know only the identifier of the last event that they have
+    /// got, so those of later events are good, too.
+    struct Lingering {
+        int16_t id = 0;
+        cat::Command command;
+        _MDSV_EN_STKTYPE stkType = MDSV_STKTYPE_END_SESSION;
+        bool takesAnswer = false; ///< one more answer is taken, and goes nowhere
     };
 
     /// Everything about the attached device that ends with it.
@@ -93,6 +116,7 @@ private:
         bool isUserSession = false; ///< the user has seen something of the session that is open
         std::optional<cat::Command> menu;
         std::optional<OpenCommand> open;
+        std::optional<Lingering> lingering;
         Ticket availableToldTo = 0;
         Ticket menuToldTo = 0;
     };
@@ -100,10 +124,9 @@ private:
     /// What the service does about a command by itself.
     struct Reaction {
         std::optional<cat::Response> response; ///< nothing: the user has it, or it cannot be answered
+        cat::Command command;                  ///< that it answers
         bool isMenuNew = false;
     };
-
-    struct CommandRow; ///< of the table of commands that can be carried out
 
     using Job = std::function<void()>;
 
@@ -114,8 +137,11 @@ private:
     Status registerIn(Hook<Callback> *hook, Callback callback, const char *what);
 
     // Answers.
-    Status checkOpenLocked(int id, _MDSV_EN_STKTYPE type) const;
-    void closeLocked(const cat::Response &response);
+    Status checkOpenLocked(int id, int type) const;
+    bool isLingeringLocked(int id, int type) const;
+    void closeLocked(cat::Response response);
+    OpenCommand takeOpenLocked();
+    static void addDuration(const OpenCommand &closed, cat::Response *response);
 
     // The thread.
     void queueLocked(Job job);
@@ -131,6 +157,7 @@ private:
     void letGo(const DevicePtr &device);
     void finishDetach(const DevicePtr &device);
     void startCard(const DevicePtr &device);
+    void restartCard(const DevicePtr &device);
     bool isCurrent(const DevicePtr &device) const;
     void loseDevice(const DevicePtr &device, const std::string &why, int event);
 
@@ -139,21 +166,25 @@ private:
     bool fetch(const DevicePtr &device, std::uint8_t length, cat::Bytes *pdu);
     void follow(const DevicePtr &device, cat::Bytes answer);
     Reaction react(const DevicePtr &device, const cat::Bytes &pdu);
+    static Reaction answered(const cat::Command &command, cat::Result result);
     Reaction installMenu(const DevicePtr &device, const cat::Command &command);
-    Reaction openSelectItem(const DevicePtr &device, const cat::Command &command);
-    bool respond(const DevicePtr &device, const cat::Response &response, const std::vector<cat::Item> &items,
+    Reaction open(const DevicePtr &device, const cat::Command &command, const CommandRow &row);
+    Reaction openSustained(const DevicePtr &device, const cat::Command &command, const CommandRow &row);
+    bool prepareOpenLocked(const CommandRow &row);
+    bool respond(const DevicePtr &device, const cat::Response &response, const cat::Command &command,
                  cat::Bytes *answer);
+    void delivered(const DevicePtr &device, int16_t id);
+    void carryOut(const DevicePtr &device, const OpenCommand &closed);
+    void finishRefresh(const DevicePtr &device, const cat::Command &command, const cat::Bytes &answer);
     void sendSelection(const DevicePtr &device, const cat::Item &item);
     void pause(const DevicePtr &device, std::chrono::milliseconds time);
     void expire(const DevicePtr &device, const OpenCommand &closed);
     void endSession(const DevicePtr &device);
 
-    static cat::Response responseTo(const cat::Command &command, cat::Result result);
-
     // Events, on the service's thread.
     int16_t nextIdLocked();
     int16_t nextId();
-    Ticket raiseStk(_MDSV_EN_STKTYPE type, int16_t id, bool isTimeOut = false);
+    Ticket raiseStk(_MDSV_EN_STKTYPE type, int16_t id, bool isTimeOut = false, const Job &whenDelivered = {});
     Ticket raiseDevice(int event);
     void raiseMenu();
     void raiseAvailable();
@@ -173,13 +204,14 @@ private:
     std::deque<Job> m_dropped; ///< jobs that the end of the thread has left over
     std::optional<Clock::time_point> m_newcomersDue;
     State m_state;
-    std::chrono::milliseconds m_limit = defaultLimit;
+    Limits m_limits;
     int16_t m_lastId = 0;
 
     Hook<MDSVSTKCALLBACK> m_stkHook;
     Hook<MDSVDEVMGRCALLBACK> m_deviceHook;
     Hook<Dispatcher> m_dispatcher;
     Hook<std::function<void(const Exchange &)>> m_listener;
+    Trace m_trace;
 };
 
 } // namespace sdk

@@ -5,7 +5,6 @@
 #include "sdk/Outside.h"
 
 #include <algorithm>
-#include <limits>
 
 // The part of Service that runs on its own thread: the talk with the card, and the events that come of it.
 
@@ -31,7 +30,12 @@ bool Service::exchange(const DevicePtr &device, const cat::Bytes &apdu, cat::Byt
     if (!isCurrent(device))
         return false;
     bool isThere = false;
-    callOutside("the card channel", [&] { isThere = transmitApdu(*device->channel, apdu, answer); });
+    const auto observe = [this](TraceFile::Time time, const cat::Bytes &sent, const cat::Bytes &got) {
+        std::string problem;
+        if (!m_trace.add(time, sent, got, &problem))
+            note(problem + "; it ends here");
+    };
+    callOutside("the card channel", [&] { isThere = transmitApdu(*device->channel, apdu, answer, observe); });
     if (!isThere)
         loseDevice(device, "the card is gone", MDSV_DEVICE_REMOVED);
     return isThere;
@@ -60,7 +64,7 @@ void Service::follow(const DevicePtr &device, cat::Bytes answer)
         if (!fetch(device, statusWord(answer).sw2, &pdu))
             return;
         const Reaction reaction = react(device, pdu);
-        if (!reaction.response || !respond(device, *reaction.response, {}, &answer))
+        if (!reaction.response || !respond(device, *reaction.response, reaction.command, &answer))
             return;
         if (reaction.isMenuNew)
             raiseMenu();
@@ -70,25 +74,8 @@ void Service::follow(const DevicePtr &device, cat::Bytes answer)
     endSession(device);
 }
 
-cat::Response Service::responseTo(const cat::Command &command, cat::Result result)
-{
-    cat::Response response;
-    response.details = command.details;
-    response.result = result;
-    return response;
-}
-
-struct Service::CommandRow {
-    cat::CommandType type;
-    Reaction (Service::*react)(const DevicePtr &, const cat::Command &);
-};
-
 Service::Reaction Service::react(const DevicePtr &device, const cat::Bytes &pdu)
 {
-    static constexpr CommandRow rows[] = {
-        {cat::CommandType::SetUpMenu, &Service::installMenu},
-        {cat::CommandType::SelectItem, &Service::openSelectItem},
-    };
     const cat::DecodedCommand decoded = cat::decodeCommand(pdu);
     if (!decoded.detailsKnown) {
         note(describe(decoded) + "; it gets no response", pdu);
@@ -96,13 +83,20 @@ Service::Reaction Service::react(const DevicePtr &device, const cat::Bytes &pdu)
         return {};
     }
     tell(Exchange::Kind::Command, describe(decoded), pdu);
+    const cat::Command &command = decoded.command;
     if (decoded.result != cat::Result::Performed)
-        return {responseTo(decoded.command, decoded.result)};
-    const auto row = std::find_if(std::begin(rows), std::end(rows),
-                                  [&](const CommandRow &each) { return each.type == decoded.command.details.type; });
-    if (row == std::end(rows))
-        return {responseTo(decoded.command, cat::Result::BeyondCapabilities)};
-    return (this->*row->react)(device, decoded.command);
+        return answered(command, decoded.result);
+    const CommandRow *const row = commandRow(command.details.type);
+    if (!row)
+        return answered(command, cat::Result::BeyondCapabilities);
+    if (row->handling == CommandRow::Handling::Menu)
+        return installMenu(device, command);
+    return command.immediateResponse ? openSustained(device, command, *row) : open(device, command, *row);
+}
+
+Service::Reaction Service::answered(const cat::Command &command, cat::Result result)
+{
+    return {responseTo(command, result), command, false};
 }
 
 Service::Reaction Service::installMenu(const DevicePtr &device, const cat::Command &command)
@@ -111,19 +105,20 @@ Service::Reaction Service::installMenu(const DevicePtr &device, const cat::Comma
     // No items: one that was empty, which takes the menu away (ETSI TS 102 223 clause 6.6.7).
     if (m_state.device == device)
         m_state.menu = command.items.empty() ? std::nullopt : std::make_optional(command);
-    return {responseTo(command, cat::Result::Performed), true};
+    return {responseTo(command, cat::Result::Performed), command, true};
 }
 
-Service::Reaction Service::openSelectItem(const DevicePtr &device, const cat::Command &command)
+/// A command for callers. The answer is theirs to give, or comes when they have heard of it.
+Service::Reaction Service::open(const DevicePtr &device, const cat::Command &command, const CommandRow &row)
 {
     bool isFirst = false;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_state.device != device)
             return {};
-        isFirst = !std::exchange(m_state.isAvailable, true);
-        m_state.isUserSession = true;
-        m_state.open = OpenCommand{nextIdLocked(), command, MDSV_STKTYPE_SELECT_ITEM, Clock::now() + m_limit};
+        isFirst = prepareOpenLocked(row);
+        const Clock::time_point now = Clock::now();
+        m_state.open = OpenCommand{nextIdLocked(), command, &row, now, now + m_limits.of(command), 0};
     }
     if (isFirst)
         raiseAvailable();
@@ -131,15 +126,107 @@ Service::Reaction Service::openSelectItem(const DevicePtr &device, const cat::Co
     return {};
 }
 
-bool Service::respond(const DevicePtr &device, const cat::Response &response, const std::vector<cat::Item> &items,
+/// A text that stays on the screen while the card goes on (clause 6.4.1): it is answered at once.
+Service::Reaction Service::openSustained(const DevicePtr &device, const cat::Command &command, const CommandRow &row)
+{
+    bool isFirst = false;
+    int16_t id = 0;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_state.device != device)
+            return {};
+        isFirst = prepareOpenLocked(row);
+        id = nextIdLocked();
+        m_state.lingering = Lingering{id, command, row.stkType, true};
+    }
+    if (isFirst)
+        raiseAvailable();
+    raiseStk(row.stkType, id);
+    return answered(command, cat::Result::Performed);
+}
+
+/// True: callers have yet to hear of the device.
+bool Service::prepareOpenLocked(const CommandRow &row)
+{
+    if (m_state.lingering && m_state.lingering->stkType == row.stkType)
+        m_state.lingering.reset();
+    m_state.isUserSession = true;
+    return !std::exchange(m_state.isAvailable, true);
+}
+
+bool Service::respond(const DevicePtr &device, const cat::Response &response, const cat::Command &command,
                       cat::Bytes *answer)
 {
     if (!isCurrent(device))
         return false;
     const cat::Bytes data = cat::encodeResponse(response);
-    tell(Exchange::Kind::Response, describe(response, items), data);
+    tell(Exchange::Kind::Response, describe(response, command), data);
     return exchange(device, terminalResponseApdu(data), answer);
 }
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Commands that the service carries out
+
+/// The callback has heard of the command `id`, or there is none: time to carry it out, unless somebody has closed it.
+/// Any thread.
+void Service::delivered(const DevicePtr &device, int16_t id)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const auto isOpen = [this, device, id] {
+        return m_state.device == device && m_state.open && m_state.open->id == id;
+    };
+    if (!isOpen())
+        return;
+    queueLocked([this, device, isOpen] {
+        std::unique_lock<std::mutex> jobLock(m_mutex);
+        if (!isOpen())
+            return;
+        const OpenCommand closed = takeOpenLocked();
+        jobLock.unlock();
+        carryOut(device, closed);
+    });
+}
+
+void Service::carryOut(const DevicePtr &device, const OpenCommand &closed)
+{
+    const cat::Command &command = closed.command;
+    bool isPossible = true;
+    if (closed.row->handling == CommandRow::Handling::Network)
+        callOutside("the card channel", [&] { isPossible = device->channel->hasNetwork(); });
+    cat::Bytes answer;
+    if (!respond(device, isPossible ? responseTo(command, cat::Result::Performed) : unable(command, noService), command,
+                 &answer))
+        return;
+    if (closed.row->handling == CommandRow::Handling::Refresh)
+        finishRefresh(device, command, answer);
+    else
+        follow(device, answer);
+}
+
+void Service::finishRefresh(const DevicePtr &device, const cat::Command &command, const cat::Bytes &answer)
+{
+    const RefreshAction action = refreshAction(command);
+    bool hasMenu = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_state.device != device)
+            return;
+        if (action == RefreshAction::Reset)
+            m_state.menu.reset();
+        hasMenu = m_state.menu.has_value();
+    }
+    if (action == RefreshAction::Reset) {
+        // Whatever the card has answered: it forgets it now.
+        tell(Exchange::Kind::Device, device->channel->name() + ": reset");
+        return restartCard(device);
+    }
+    if (action == RefreshAction::ReadMenu && hasMenu)
+        raiseMenu();
+    follow(device, answer);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+// Envelopes and time-outs
 
 void Service::sendSelection(const DevicePtr &device, const cat::Item &item)
 {
@@ -166,11 +253,14 @@ void Service::pause(const DevicePtr &device, std::chrono::milliseconds time)
 /// The user has taken too long. The response goes out first: who hears of the time-out finds the card told.
 void Service::expire(const DevicePtr &device, const OpenCommand &closed)
 {
+    if (!closed.row->isAnsweredByUser())
+        return carryOut(device, closed); // its callback is held up
     cat::Bytes answer;
-    const cat::Response response = responseTo(closed.command, cat::Result::NoResponseFromUser);
-    if (!respond(device, response, closed.command.items, &answer))
+    cat::Response response = responseTo(closed.command, cat::Result::NoResponseFromUser);
+    addDuration(closed, &response);
+    if (!respond(device, response, closed.command, &answer))
         return;
-    raiseStk(closed.stkType, closed.id, true);
+    raiseStk(closed.row->stkType, closed.id, true);
     follow(device, answer);
 }
 
@@ -191,107 +281,6 @@ void Service::endSession(const DevicePtr &device)
         raiseAvailable();
     if (isUserSession)
         raiseStk(MDSV_STKTYPE_END_SESSION, nextId());
-}
-
-// ---------------------------------------------------------------------------------------------------------------------
-// Events
-
-int16_t Service::nextIdLocked()
-{
-    const bool isLast = m_lastId == std::numeric_limits<int16_t>::max();
-    m_lastId = isLast ? int16_t(1) : static_cast<int16_t>(m_lastId + 1);
-    return m_lastId;
-}
-
-int16_t Service::nextId()
-{
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    return nextIdLocked();
-}
-
-Service::Ticket Service::raiseStk(_MDSV_EN_STKTYPE type, int16_t id, bool isTimeOut)
-{
-    MDSVStkNotifyData record = {};
-    record.enStkType = type;
-    record.sCmdId = id;
-    record.nTimeOut = isTimeOut ? 1 : 0;
-    const Ticket ticket = m_stkHook.ticket();
-    if (ticket != 0)
-        dispatch([this, ticket, record]() mutable { m_stkHook.call(ticket, 0, &record); });
-    return ticket;
-}
-
-Service::Ticket Service::raiseDevice(int event)
-{
-    const Ticket ticket = m_deviceHook.ticket();
-    if (ticket != 0)
-        dispatch([this, ticket, event] { m_deviceHook.call(ticket, event, nullptr); });
-    return ticket;
-}
-
-void Service::raiseMenu()
-{
-    const Ticket ticket = raiseStk(MDSV_STKTYPE_SETUP_MENU, nextId());
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_state.menuToldTo = ticket;
-}
-
-void Service::raiseAvailable()
-{
-    const Ticket ticket = raiseDevice(MDSV_DEVICE_AVAILABLE);
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    m_state.availableToldTo = ticket;
-}
-
-void Service::raiseOpen()
-{
-    std::unique_lock<std::mutex> lock(m_mutex);
-    if (!m_state.open)
-        return;
-    const _MDSV_EN_STKTYPE type = m_state.open->stkType;
-    const int16_t id = m_state.open->id;
-    lock.unlock();
-    const Ticket ticket = raiseStk(type, id);
-    lock.lock();
-    if (m_state.open && m_state.open->id == id)
-        m_state.open->toldTo = ticket;
-}
-
-void Service::tellNewcomers()
-{
-    const Ticket stk = m_stkHook.ticket();
-    const Ticket device = m_deviceHook.ticket();
-    std::unique_lock<std::mutex> lock(m_mutex);
-    const bool isOpenNew = m_state.open && m_state.open->toldTo != stk;
-    // Callers keep the identifier of the last event: none may come behind the open command's.
-    const bool isMenuNew = m_state.menu && m_state.menuToldTo != stk && (!m_state.open || isOpenNew);
-    const bool isDeviceNew = m_state.isAvailable && m_state.availableToldTo != device;
-    lock.unlock();
-    if (isMenuNew)
-        raiseMenu();
-    if (isDeviceNew)
-        raiseAvailable();
-    if (isOpenNew)
-        raiseOpen();
-}
-
-void Service::dispatch(const std::function<void()> &call)
-{
-    callOutside("the callback or its dispatcher", [&] {
-        if (!m_dispatcher.call(0, call))
-            call();
-    });
-}
-
-void Service::tell(Exchange::Kind kind, const std::string &text, const cat::Bytes &bytes)
-{
-    callOutside("the exchange listener", [&] { m_listener.call(0, Exchange{kind, text, bytes}); });
-}
-
-void Service::note(const std::string &text, const cat::Bytes &bytes)
-{
-    log(text);
-    tell(Exchange::Kind::Note, text, bytes);
 }
 
 } // namespace sdk

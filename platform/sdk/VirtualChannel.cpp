@@ -2,6 +2,8 @@
 
 #include "card/VirtualCard.h"
 
+#include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -11,7 +13,10 @@ namespace sdk
 namespace
 {
 
-/// The way to a card in this process. The card says how long it thinks, and here is where that time passes.
+std::atomic<std::chrono::milliseconds> latency{usualCardLatency};
+
+/// The way to a card in this process. The card says how long it thinks, and here is where that time passes, together
+/// with the time that a card on a real line takes.
 class VirtualChannel : public CardChannel
 {
 public:
@@ -39,8 +44,10 @@ public:
             return false;
         card::CardAnswer cardAnswer = m_card.transmit(apdu);
         *answer = std::move(cardAnswer.bytes);
-        return waitFor(cardAnswer.delay);
+        return waitFor(latency.load() + cardAnswer.delay);
     }
+
+    bool hasNetwork() const override { return m_card.hasNetwork(); }
 
     void interrupt() override
     {
@@ -65,6 +72,11 @@ private:
 };
 
 } // namespace
+
+void setVirtualCardLatency(std::chrono::milliseconds time)
+{
+    latency = std::clamp(time, std::chrono::milliseconds(0), std::chrono::milliseconds(60000));
+}
 
 std::unique_ptr<CardChannel> openVirtualCard(const std::string &path, std::string *error)
 {
