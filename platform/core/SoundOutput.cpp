@@ -2,7 +2,6 @@
 
 #if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
 #include <QSoundEffect>
-#include <QtCore/QFileInfo>
 #include <QtCore/QUrl>
 #else
 #include <QSound>
@@ -13,12 +12,14 @@ namespace core
 
 #if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
 
-SoundOutput::SoundOutput(const QString &file, QObject *parent)
+/// The sound effect gets the bytes, not the file: it reads on its own thread, its end waits for that thread, and the
+/// thread waits for ever when the file is cut off meanwhile or has chunks that it does not understand.
+SoundOutput::SoundOutput(const QString &, const QByteArray &wave, QObject *parent)
     : QObject(parent), m_sound(new QSoundEffect(this)), m_started(false), m_ended(false)
 {
     connect(m_sound, SIGNAL(statusChanged()), this, SLOT(look()));
     connect(m_sound, SIGNAL(playingChanged()), this, SLOT(look()));
-    m_sound->setSource(QUrl::fromLocalFile(QFileInfo(file).absoluteFilePath()));
+    m_sound->setSource(QUrl("data:audio/wav;base64," + QString::fromLatin1(wave.toBase64()), QUrl::StrictMode));
 }
 
 SoundOutput::~SoundOutput()
@@ -46,7 +47,7 @@ void SoundOutput::look()
 
 #else
 
-SoundOutput::SoundOutput(const QString &file, QObject *parent)
+SoundOutput::SoundOutput(const QString &file, const QByteArray &, QObject *parent)
     : QObject(parent), m_sound(new QSound(file, this)), m_started(false), m_ended(false)
 {
 }

@@ -1,6 +1,7 @@
 #ifndef CORE_SOUNDOUTPUT_H
 #define CORE_SOUNDOUTPUT_H
 
+#include <QtCore/QByteArray>
 #include <QtCore/QObject>
 #include <QtCore/QString>
 
@@ -22,7 +23,8 @@ class SoundOutput : public QObject
 
 public:
     /// \param file path of a wave file
-    SoundOutput(const QString &file, QObject *parent);
+    /// \param wave the same sound, as a wave file of the plainest form
+    SoundOutput(const QString &file, const QByteArray &wave, QObject *parent);
     ~SoundOutput() override;
 
     void start();

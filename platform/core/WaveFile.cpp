@@ -9,12 +9,14 @@ namespace core
 namespace
 {
 
-const int formatSize = 16; // bytes of the part of the format chunk that every file has
-const quint32 pcm = 1;     // the only coding that is played: samples as they are
-const qint64 longest = 24 * 60 * 60 * 1000;
+const int formatSize = 16;               // bytes of the part of the format chunk that every file has
+const quint32 pcm = 1;                   // the only coding that is played: samples as they are
+const qint64 largest = 16 * 1024 * 1024; // bytes of a file: three minutes of music, and tones are far shorter
 
 /// The head of a chunk: four letters and the number of bytes that follow, which are padded to an even number.
 struct Chunk {
+    Chunk() : size(0) {}
+
     QByteArray name;
     quint32 size;
 };
@@ -102,51 +104,79 @@ QString objection(const Format &format)
     return QString();
 }
 
-/// The file stands behind the data chunk's head.
-int lengthOf(const QFile &file, const Format &format, quint32 size, QString *error)
+QByteArray bytesOf(quint32 value, int count)
 {
-    const qint64 there = file.size() - file.pos();
-    if (there < size) {
-        *error = QString("it is cut off: %1 bytes of sound are announced, %2 are there").arg(size).arg(there);
-        return 0;
+    QByteArray bytes;
+    for (int i = 0; i < count; ++i) {
+        bytes.append(char(uchar(value >> (8 * i))));
     }
-    const qint64 frames = size / (format.channels * format.bits / 8);
-    const qint64 milliseconds = (frames * 1000 + format.rate - 1) / format.rate;
-    if (milliseconds < 1 || milliseconds > longest) {
-        *error = milliseconds < 1 ? "there is no sound in it" : "it is longer than a day";
-        return 0;
+    return bytes;
+}
+
+QByteArray plainFile(const Format &format, const QByteArray &samples)
+{
+    const quint32 frame = format.channels * format.bits / 8; // bytes of one sample of all channels
+    const quint32 size = quint32(samples.size());
+    const QByteArray padding(samples.size() % 2, 0);
+    QByteArray file = "RIFF" + bytesOf(36 + size + size % 2, 4) + "WAVEfmt " + bytesOf(formatSize, 4);
+    file += bytesOf(pcm, 2) + bytesOf(format.channels, 2) + bytesOf(format.rate, 4);
+    file += bytesOf(format.rate * frame, 4) + bytesOf(frame, 2) + bytesOf(format.bits, 2);
+    return file + "data" + bytesOf(size, 4) + samples + padding;
+}
+
+/// The file stands behind the data chunk's head.
+bool readSamples(QFile *file, const Format &format, quint32 size, WaveFile *wave, QString *error)
+{
+    QByteArray samples = file->read(qMin(qint64(size), largest));
+    if (quint32(samples.size()) < size) {
+        *error = QString("it is cut off: %1 bytes of sound are announced, %2 are there").arg(size).arg(samples.size());
+        return false;
     }
-    return int(milliseconds);
+    const int frame = int(format.channels * format.bits / 8);
+    const int count = samples.size() / frame;
+    if (count == 0) {
+        *error = "there is no sound in it";
+        return false;
+    }
+    samples.truncate(count * frame);
+    wave->milliseconds = int((qint64(count) * 1000 + format.rate - 1) / format.rate);
+    wave->bytes = plainFile(format, samples);
+    return true;
+}
+
+/// Says what stands in the way of finding the sound; empty when the file stands behind the data chunk's head.
+QString openSound(QFile *file, Format *format, quint32 *size)
+{
+    if (!file->open(QIODevice::ReadOnly)) {
+        return file->errorString();
+    }
+    if (file->size() > largest) {
+        return QString("it is larger than %1 MiB").arg(largest / 1024 / 1024);
+    }
+    if (!isWave(file)) {
+        return "it is no wave file";
+    }
+    if (!readFormat(file, format)) {
+        return "it does not say how its sound is coded";
+    }
+    Chunk data;
+    const QString reason = objection(*format);
+    if (reason.isEmpty() && !findChunk(file, "data", &data)) {
+        return "there is no sound in it";
+    }
+    *size = data.size;
+    return reason;
 }
 
 } // namespace
 
-int waveFileLength(const QString &path, QString *error)
+bool readWaveFile(const QString &path, WaveFile *wave, QString *error)
 {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *error = file.errorString();
-        return 0;
-    }
-    if (!isWave(&file)) {
-        *error = "it is no wave file";
-        return 0;
-    }
     Format format = {0, 0, 0, 0};
-    if (!readFormat(&file, &format)) {
-        *error = "it does not say how its sound is coded";
-        return 0;
-    }
-    *error = objection(format);
-    if (!error->isEmpty()) {
-        return 0;
-    }
-    Chunk data;
-    if (!findChunk(&file, "data", &data)) {
-        *error = "there is no sound in it";
-        return 0;
-    }
-    return lengthOf(file, format, data.size, error);
+    quint32 size = 0;
+    *error = openSound(&file, &format, &size);
+    return error->isEmpty() && readSamples(&file, format, size, wave, error);
 }
 
 } // namespace core

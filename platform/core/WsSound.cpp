@@ -36,6 +36,9 @@ public:
     WsSoundPrivate(WsSound *sound, const QString &path) : q(sound), file(path), length(0), output(0), limit(this)
     {
         limit.setSingleShot(true);
+#if QT_VERSION >= QT_VERSION_CHECK(5, 0, 0)
+        limit.setTimerType(Qt::PreciseTimer);
+#endif
         connect(&limit, SIGNAL(timeout()), this, SLOT(timeIsUp()));
     }
 
@@ -60,12 +63,13 @@ bool WsSoundPrivate::play()
 {
     stop();
     QString error;
-    length = core::waveFileLength(file, &error);
-    if (length == 0) {
+    core::WaveFile wave;
+    if (!core::readWaveFile(file, &wave, &error)) {
         qWarning("WsSound: \"%s\" cannot be played: %s", qPrintable(file), qPrintable(error));
         return false;
     }
-    output = new core::SoundOutput(file, this);
+    length = wave.milliseconds;
+    output = new core::SoundOutput(file, wave.bytes, this);
     connect(output, SIGNAL(started()), this, SLOT(outputStarted()));
     // Queued: the output is deleted by what follows.
     connect(output, SIGNAL(ended()), this, SLOT(outputEnded()), Qt::QueuedConnection);
