@@ -118,8 +118,9 @@ TitleBar::TitleBar(QWidget *parent, int height)
     m_closeButton->setFocusPolicy(Qt::NoFocus); // the keyboard has Escape; Tab stays in the content
 
     QHBoxLayout *row = new QHBoxLayout(this);
-    row->setContentsMargins(10, 0, 0, 0);
+    row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(4);
+    row->addSpacing(10); // no margin: that would stay on the left in a mirrored window
     row->addWidget(m_label, 1);
     row->addWidget(m_closeButton);
     setActive(true);

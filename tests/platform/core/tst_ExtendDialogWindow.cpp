@@ -1,4 +1,6 @@
 #include "core/ExtendDialog.h"
+
+#include "core/CoreControl.h"
 #include "platform/core/RealInput.h"
 
 #include <QtTest/QtTest>
@@ -26,6 +28,7 @@ private slots:
     void clickOnTheTitleBarMovesNothing();
     void contentDoesNotMoveTheWindow();
     void blocksItsParentWhileItRuns();
+    void isMirroredInArabic();
 
 private:
     class Frame;
@@ -82,6 +85,7 @@ void tst_ExtendDialogWindow::init()
 
 void tst_ExtendDialogWindow::cleanup()
 {
+    core::setLanguage("en");
     delete m_frame;
     m_frame = nullptr;
     QVERIFY(QApplication::topLevelWidgets().isEmpty());
@@ -237,6 +241,29 @@ void tst_ExtendDialogWindow::blocksItsParentWhileItRuns()
     QVERIFY(realinput::waitForKeyboard(&parent));
     QVERIFY(realinput::click(behind, QPoint(10, 10)));
     QTRY_COMPARE(clicks, 1);
+}
+
+void tst_ExtendDialogWindow::isMirroredInArabic()
+{
+    QVERIFY(realinput::show(m_frame));
+    const QSize size = m_frame->size();
+    QPushButton *closeButton = m_frame->findChild<QPushButton *>("ExtendDialog_BtnClose");
+    const auto closeAt = [&] { return closeButton->mapTo(m_frame, QPoint(0, 0)).x(); };
+    const int atTheRight = closeAt();
+    QVERIFY(atTheRight > size.width() / 2);
+    QVERIFY(core::setLanguage("ar")); // while it is open
+    QTRY_VERIFY(closeAt() < 10);
+    QCOMPARE(m_frame->size(), size);
+    QCOMPARE(m_frame->table->layoutDirection(), Qt::RightToLeft);
+    QVERIFY(realinput::click(closeButton, QPoint(5, 5)));
+    QTRY_COMPARE(m_frame->closes, 1);
+
+    Frame opened(nullptr); // after the choice
+    QVERIFY(realinput::show(&opened));
+    QCOMPARE(opened.layoutDirection(), Qt::RightToLeft);
+    QVERIFY(core::setLanguage("en"));
+    QTRY_COMPARE(closeAt(), atTheRight);
+    QCOMPARE(opened.layoutDirection(), Qt::LeftToRight);
 }
 
 QTEST_MAIN(tst_ExtendDialogWindow)
