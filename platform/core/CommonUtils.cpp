@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QtCore/QPointer>
 #include <QtCore/QThread>
+#include <QtCore/QTimer>
 #include <QtCore/QUrl>
 #include <QtCore/QtDebug>
 
@@ -40,6 +41,32 @@ core::UrlOpener &urlOpener()
     static core::UrlOpener opener;
     return opener;
 }
+
+/// Holds a window that has just been shown at its place against the window manager, which may place it by its own rule
+/// after the window was moved. Ends with the first correction or after a second, so that nobody who drags the window
+/// meets it.
+class PlaceHolder : public QObject
+{
+public:
+    PlaceHolder(QWidget *window, const QPoint &place) : QObject(window), m_window(window), m_place(place)
+    {
+        window->installEventFilter(this);
+        QTimer::singleShot(1000, this, SLOT(deleteLater()));
+    }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Move && event->spontaneous() && m_window->pos() != m_place) {
+            m_window->removeEventFilter(this);
+            m_window->move(m_place);
+        }
+        return false;
+    }
+
+private:
+    QWidget *m_window;
+    QPoint m_place;
+};
 
 /// Keeps the caller's pointer to a dialog true: null from the moment the dialog is hidden or deleted.
 class OutPointer : public QObject
@@ -181,7 +208,11 @@ void CommonUtils::MoveCentre(QWidget *window)
     const QRect screen = QApplication::desktop()->availableGeometry(parent ? parent : window);
     QRect place = window->frameGeometry();
     place.moveCenter(parent ? parent->frameGeometry().center() : screen.center());
-    window->move(keptWithin(screen, place));
+    const QPoint corner = keptWithin(screen, place);
+    window->move(corner);
+    if (window->isVisible()) {
+        new PlaceHolder(window, corner);
+    }
 }
 
 int CommonUtils::ShowMessage(QMessageBox::Icon icon, QWidget *parent, QString title, QString text, QString button1,

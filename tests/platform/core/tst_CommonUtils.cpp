@@ -30,6 +30,7 @@ private slots:
     void centresOnTheScreenWithoutAParent();
     void centredWindowStaysOnTheScreen_data();
     void centredWindowStaysOnTheScreen();
+    void centredWindowIsHeldAgainstTheWindowManagerOnce();
     void centringNothingOrAChildDoesNothing();
 
     void messageAnswers_data();
@@ -198,6 +199,16 @@ void tst_CommonUtils::libraryPath()
     QTEST(CommonUtils::GetPluginLibraryPath(), "answer");
 }
 
+/// What a window manager does: the window is elsewhere, and hears of it.
+static void moveFromOutside(QWidget *window, const QPoint &place)
+{
+    const QPoint before = window->pos();
+    window->move(place);
+    QMoveEvent moved(place, before);
+    QSpontaneKeyEvent::setSpontaneous(&moved);
+    qApp->notify(window, &moved); // sendEvent would make it an event of our own
+}
+
 void tst_CommonUtils::centresOverTheParent()
 {
     QDialog dialog(m_parent);
@@ -248,6 +259,19 @@ void tst_CommonUtils::centredWindowStaysOnTheScreen()
     dialog.show();
     CommonUtils::MoveCentre(&dialog);
     QVERIFY(QGuiApplication::primaryScreen()->availableGeometry().contains(dialog.frameGeometry()));
+}
+
+void tst_CommonUtils::centredWindowIsHeldAgainstTheWindowManagerOnce()
+{
+    QDialog dialog(m_parent);
+    dialog.setFixedSize(200, 100);
+    dialog.show();
+    CommonUtils::MoveCentre(&dialog);
+    const QPoint centred = dialog.pos();
+    moveFromOutside(&dialog, QPoint(1, 2));
+    QCOMPARE(dialog.pos(), centred);
+    moveFromOutside(&dialog, QPoint(3, 4));
+    QCOMPARE(dialog.pos(), QPoint(3, 4));
 }
 
 void tst_CommonUtils::centringNothingOrAChildDoesNothing()
