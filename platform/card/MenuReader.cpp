@@ -79,7 +79,7 @@ std::vector<Step> MenuReader::atStart(const YAML::Node &node)
 /// The choice that leads into an item has been made when its steps are carried out. Gives the answers without it.
 Answers MenuReader::enterItem()
 {
-    const Answers outside = m_answers;
+    Answers outside = m_answers;
     if (!m_choice.empty())
         m_answers[m_choice] = AnswerKind::Text;
     return outside;

@@ -101,7 +101,7 @@ std::string ProfileSource::keyOf(const YAML::Node &key, const std::string &what)
 void ProfileSource::failUnknownKey(const YAML::Node &key, const std::string &what,
                                    const std::vector<std::string> &known) const
 {
-    const std::string name = key.Scalar();
+    const std::string &name = key.Scalar();
     std::string all;
     for (const std::string &word : known)
         all += (all.empty() ? "" : ", ") + word;

@@ -134,20 +134,15 @@ void tst_CardSession::goesOnBehindAMenu()
 
 void tst_CardSession::answersEndWithTheSession()
 {
-    Terminal terminal =
-        chosen("menu: {items: [{text: a, steps: [input: {prompt: P, as: x}]}, {text: b}], as: x}\n"
-               "display: \"[{x}]\"\ninput: {prompt: P, as: y}\n{display: \"never\", when: {y: secret}}");
-    terminal.respondItem(2);
-    QCOMPARE(terminal.shown(), QString("DISPLAY TEXT [b]"));
-    terminal.respond(Result::Performed);
+    Terminal terminal = chosen("yes-no: {prompt: P, as: sure}\n{input: {prompt: P, as: x}, when: {sure: yes}}\n"
+                               "display: \"[{x}]\"");
+    terminal.respondYesNo(true);
     terminal.respondText("secret");
-    QCOMPARE(terminal.shown(), QString("DISPLAY TEXT never"));
+    QCOMPARE(terminal.shown(), QString("DISPLAY TEXT [secret]"));
     terminal.respond(Result::SessionTerminatedByUser);
     terminal.select(1);
-    terminal.respondItem(2);
-    terminal.respond(Result::Performed);
-    terminal.respondText("");
-    QVERIFY(!terminal.isOpen());
+    terminal.respondYesNo(false);
+    QCOMPARE(terminal.shown(), QString("DISPLAY TEXT []"));
 }
 
 void tst_CardSession::leavesOutWhatDoesNotApply_data()
