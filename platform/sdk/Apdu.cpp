@@ -41,6 +41,16 @@ constexpr std::uint8_t terminalProfile[] = {
         0x10,  //        SET UP IDLE MODE TEXT
     0x01 |     // byte 9: DISPLAY TEXT with immediate response
         0x40,  //        LAUNCH BROWSER
+    0x00,      // byte 10: soft keys
+    0x00,      // byte 11: how many of them
+    0x00,      // byte 12: bearer independent protocol
+    0x00,      // byte 13: its bearers
+    0x00,      // byte 14: height of the screen, not told
+    0x00,      // byte 15: its width, not told
+    0x00,      // byte 16: what it does with texts, not told
+    0x00,      // byte 17: bearer independent protocol
+    0x01 |     // byte 18: DISPLAY TEXT with a duration
+        0x08,  //         GET INKEY with a duration
 };
 
 cat::Bytes apduWithData(std::uint8_t instruction, const cat::Bytes &data)

@@ -15,6 +15,11 @@ public:
     std::string name() const override { return "scripted card"; }
     bool reset(std::string *error) override { return m_script->reset(error); }
     bool transmit(const cat::Bytes &apdu, cat::Bytes *answer) override { return m_script->transmit(apdu, answer); }
+    bool hasNetwork() const override
+    {
+        const std::lock_guard<std::mutex> lock(m_script->m_mutex);
+        return m_script->m_network;
+    }
     void interrupt() override { m_script->interrupt(); }
 
 private:
@@ -77,6 +82,12 @@ Script &Script::proposes(const char *pdu)
     const cat::Bytes length = {static_cast<std::uint8_t>(bytes.size())};
     answers(("91" + cat::toHex(length)).c_str());
     return answers((cat::toHex(bytes) + "9000").c_str());
+}
+
+void Script::setNetwork(bool network)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_network = network;
 }
 
 QStringList Script::sent() const

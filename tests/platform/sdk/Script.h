@@ -33,6 +33,9 @@ public:
     /// A SET UP MENU or SELECT ITEM: announced by the answer to the command before, and fetched.
     Script &proposes(const char *pdu);
 
+    /// Whether what the card sends finds a network, as it does at first.
+    void setNetwork(bool network);
+
     QStringList sent() const; ///< command APDUs in upper-case hexadecimal digits
     void forgetSent();
     int resets() const;
@@ -60,6 +63,7 @@ private:
     QStringList m_sent;
     std::string m_resetError;
     int m_resets = 0;
+    bool m_network = true;
     bool m_isHanging = false;
     bool m_isInterrupted = false;
     bool m_isDeleted = false;
