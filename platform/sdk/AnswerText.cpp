@@ -71,7 +71,8 @@ CheckedAnswer checkAnswer(const cat::Command &command, std::u16string_view answe
     const cat::ResponseLength length = lengthOf(command);
     const std::size_t count = countCharacters(answer);
     if (count < length.minimum || (length.maximum != noLimit && count > length.maximum))
-        return refused(std::to_string(count) + " characters where the card asks for " + words(length));
+        return refused(std::to_string(count) + (count == 1 ? " character" : " characters") +
+                       " where the card asks for " + words(length));
     const std::string fault = faultOfCharacters(command, answer);
     if (!fault.empty())
         return refused(fault);

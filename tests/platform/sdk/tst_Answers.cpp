@@ -207,7 +207,7 @@ void tst_Answers::textsThatBreakTheRules_data()
     const auto row = [](const char *name, const char *command, int type, const QString &text, const char *reason) {
         QTest::newRow(name) << command << type << text << reason;
     };
-    row("too short", commands::getText, 3, "A", "1 characters where the card asks for 2 to 5 characters");
+    row("too short", commands::getText, 3, "A", "1 character where the card asks for 2 to 5 characters");
     row("too long", commands::getText, 3, "Alices", "6 characters where the card asks for 2 to 5 characters");
     row("not of that length", commands::getPin, 3, "123", "3 characters where the card asks for 4 characters");
     row("letters for digits", commands::getPin, 3, "12a4",
