@@ -93,7 +93,10 @@ void Script::setNetwork(bool network)
 QStringList Script::sent() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_sent;
+    QStringList sent;
+    for (const std::string &apdu : m_sent)
+        sent.append(QString::fromStdString(apdu));
+    return sent;
 }
 
 void Script::forgetSent()
@@ -145,7 +148,7 @@ bool Script::transmit(const cat::Bytes &apdu, cat::Bytes *answer)
     std::unique_lock<std::mutex> lock(m_mutex);
     if (m_isInterrupted)
         return false;
-    m_sent.append(QString::fromStdString(cat::toHex(apdu)));
+    m_sent.push_back(cat::toHex(apdu));
     if (m_steps.empty()) {
         *answer = {0x6F, 0x00};
         return true;

@@ -9,6 +9,8 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <string>
+#include <vector>
 
 /// A card that plays what it is told and keeps what it was sent. The test and the channel share it; any thread.
 class Script
@@ -60,7 +62,7 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_wake;
     std::deque<Step> m_steps;
-    QStringList m_sent;
+    std::vector<std::string> m_sent; ///< no list of Qt's: its sharing confuses ThreadSanitizer
     std::string m_resetError;
     int m_resets = 0;
     bool m_network = true;
