@@ -30,7 +30,8 @@ const int bytesRole = Qt::UserRole;
 // Sheets stand at the widgets they are for: one at the window would also reach the plug-in's windows, its children.
 const char headerSheet[] = "#headerFrame { background: #14324a; }"
                            "#titleLabel { color: white; font-size: 20px; font-weight: bold; }"
-                           "#deviceLabel { color: #c9dcec; font-size: 13px; }";
+                           "#deviceLabel { color: #c9dcec; font-size: 13px; }"
+                           "#idleLabel { color: #f2d48a; font-size: 17px; }";
 const char toolkitSheet[] = "QPushButton { background: #1f6fb2; color: white; border: 2px solid #1f6fb2;"
                             "  border-radius: 6px; font-size: 17px; font-weight: bold; padding: 18px 12px;"
                             "  outline: none; }"
@@ -54,13 +55,25 @@ QLabel *plainLabel(QWidget *parent)
     return label;
 }
 
+struct LanguageName {
+    const char *code;
+    const char *name;
+};
+
+/// A locale's own name for English or Spanish is that of one country's.
+const LanguageName languageNames[] = {
+    {"en", "English"}, {"de", "Deutsch"},  {"fr", "Français"}, {"es", "Español"},
+    {"ru", "Русский"}, {"zh", "简体中文"}, {"ar", "العربية"},
+};
+
 /// A language's name in that language, with its first letter as at the head of a line.
 QString languageName(const QString &code)
 {
-    const QLocale locale(code);
-    if (locale.language() == QLocale::English) // its own name for itself is that of a country
-        return QLocale::languageToString(locale.language());
-    const QString name = locale.nativeLanguageName();
+    for (const LanguageName &language : languageNames) {
+        if (code == language.code)
+            return language.name;
+    }
+    const QString name = QLocale(code).nativeLanguageName();
     return name.isEmpty() ? code : name.left(1).toUpper() + name.mid(1);
 }
 
@@ -86,6 +99,7 @@ DashboardWindow::DashboardWindow(PluginHost &plugin, Session &session) : m_plugi
 
     connectAll();
     showDeviceState();
+    showIdleText(m_session.idleText());
     m_toolkitButton->setFocus();
 }
 
@@ -97,11 +111,19 @@ QWidget *DashboardWindow::createHeader()
     m_titleLabel = named(plainLabel(header), "titleLabel", tr("Menu of the SIM card"));
     m_deviceLabel = named(plainLabel(header), "deviceLabel", tr("State of the device"));
 
-    auto *layout = new QVBoxLayout(header);
+    m_idleLabel = named(plainLabel(header), "idleLabel", tr("The card's text for the idle screen"));
+    m_idleLabel->setAlignment(Qt::AlignTrailing | Qt::AlignVCenter);
+    m_idleLabel->setWordWrap(true);
+
+    auto *device = new QVBoxLayout;
+    device->setSpacing(4);
+    device->addWidget(m_titleLabel);
+    device->addWidget(m_deviceLabel);
+    auto *layout = new QHBoxLayout(header);
     layout->setContentsMargins(20, 14, 20, 14);
-    layout->setSpacing(4);
-    layout->addWidget(m_titleLabel);
-    layout->addWidget(m_deviceLabel);
+    layout->setSpacing(20);
+    layout->addLayout(device);
+    layout->addWidget(m_idleLabel, 1);
     return header;
 }
 
@@ -113,6 +135,7 @@ QWidget *DashboardWindow::createControls()
     m_toolkitButton->setStyleSheet(toolkitSheet);
     m_deviceButton = named(new QPushButton(controls), "deviceButton", tr("Attach or detach the device"));
     m_deviceButton->setMinimumHeight(34);
+    m_deviceButton->setToolTip(tr("F9 does it in every window"));
 
     auto *layout = new QVBoxLayout(controls);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -129,6 +152,7 @@ QWidget *DashboardWindow::createLanguageChooser()
     auto *chooser = new QWidget(this);
     m_languageComboBox = named(new QComboBox(chooser), "languageComboBox", tr("Language"));
     m_languageComboBox->setMinimumHeight(28);
+    m_languageComboBox->setToolTip(tr("F8 takes the next one in every window"));
     for (const QString &code : core::languages())
         m_languageComboBox->addItem(languageName(code), code);
     m_languageComboBox->setCurrentIndex(m_languageComboBox->findData(core::language()));
@@ -145,6 +169,7 @@ QWidget *DashboardWindow::createLanguageChooser()
 QWidget *DashboardWindow::createLog()
 {
     auto *log = new QWidget(this);
+    log->setLayoutDirection(Qt::LeftToRight); // times, English words and bytes, in every language
     m_sessionTree = named(new QTreeWidget(log), "sessionTree", tr("What card and user say"));
     m_sessionTree->setHeaderLabels({tr("Time"), tr("Who"), tr("What")});
     m_sessionTree->setRootIsDecorated(false);
@@ -177,6 +202,7 @@ void DashboardWindow::connectAll()
     connect(m_sessionTree, &QTreeWidget::currentItemChanged, this, &DashboardWindow::showBytes);
     connect(&m_session, &Session::entryAdded, this, &DashboardWindow::addEntry);
     connect(&m_session, &Session::attachedChanged, this, &DashboardWindow::showDeviceState);
+    connect(&m_session, &Session::idleTextChanged, this, &DashboardWindow::showIdleText);
 }
 
 void DashboardWindow::closeDialogs()
@@ -217,6 +243,12 @@ void DashboardWindow::attachDevice()
     box->open();
 }
 
+void DashboardWindow::nextLanguage()
+{
+    m_languageComboBox->setCurrentIndex((m_languageComboBox->currentIndex() + 1) % m_languageComboBox->count());
+    changeLanguage();
+}
+
 void DashboardWindow::changeLanguage()
 {
     const QString code = m_languageComboBox->currentData().toString();
@@ -235,6 +267,11 @@ void DashboardWindow::addEntry(const SessionEntry &entry)
         delete m_sessionTree->takeTopLevelItem(0);
     m_sessionTree->scrollToBottom();
     showDeviceState();
+}
+
+void DashboardWindow::showIdleText(const QString &text)
+{
+    m_idleLabel->setText(text);
 }
 
 void DashboardWindow::showBytes()

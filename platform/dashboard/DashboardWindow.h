@@ -34,13 +34,17 @@ public:
 public slots:
     /// Attaches the device; a profile that cannot be used is reported in a message and in the log.
     void attachDevice();
+    /// Detaches the device, or attaches it.
+    void toggleDevice();
+    /// Goes on to the next language of the chooser, behind the last one to the first.
+    void nextLanguage();
 
 private slots:
     void openToolkit();
-    void toggleDevice();
     void changeLanguage();
     void addEntry(const dashboard::SessionEntry &entry);
     void showDeviceState();
+    void showIdleText(const QString &text);
     void showBytes();
 
 private:
@@ -54,6 +58,7 @@ private:
     Session &m_session;
     QLabel *m_titleLabel = nullptr;
     QLabel *m_deviceLabel = nullptr;
+    QLabel *m_idleLabel = nullptr;
     QPushButton *m_toolkitButton = nullptr;
     QPushButton *m_deviceButton = nullptr;
     QComboBox *m_languageComboBox = nullptr;

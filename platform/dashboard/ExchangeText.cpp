@@ -59,6 +59,17 @@ SessionEntry describe(const sdk::Exchange &exchange)
     return {directionOf(exchange.kind), oneLine(QString::fromStdString(exchange.text)), spacedHex(exchange.bytes)};
 }
 
+std::optional<QString> idleTextOf(const sdk::Exchange &exchange)
+{
+    if (exchange.kind != sdk::Exchange::Kind::Command)
+        return std::nullopt;
+    const cat::DecodedCommand decoded = cat::decodeCommand(exchange.bytes);
+    if (decoded.result != cat::Result::Performed ||
+        decoded.command.details.type != cat::CommandType::SetUpIdleModeText || !decoded.command.text)
+        return std::nullopt;
+    return oneLine(QString::fromStdU16String(decoded.command.text->value));
+}
+
 SessionEntry hostEntry(const QString &text)
 {
     return {"host", oneLine(text), QString()};

@@ -5,6 +5,8 @@
 
 #include <QtCore/QString>
 
+#include <optional>
+
 namespace dashboard
 {
 
@@ -17,6 +19,10 @@ struct SessionEntry {
 
 /// Any thread.
 SessionEntry describe(const sdk::Exchange &exchange);
+
+/// The text for the idle screen when the exchange is a SET UP IDLE MODE TEXT, on one line; empty text takes it away.
+/// Nothing for any other exchange. Any thread.
+std::optional<QString> idleTextOf(const sdk::Exchange &exchange);
 
 /// An entry for what the dashboard itself does.
 SessionEntry hostEntry(const QString &text);

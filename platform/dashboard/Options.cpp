@@ -1,9 +1,14 @@
 #include "dashboard/Options.h"
 
+#include "sdk/MDSVStk.h"
+
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QRegularExpression>
+
+#include <algorithm>
+#include <iterator>
 
 namespace dashboard
 {
@@ -15,10 +20,41 @@ const char description[] =
     "A dashboard for a mobile broadband device. It loads the SIM Toolkit plug-in and gives it a device with a virtual\n"
     "card, which is described by a profile.\n"
     "\n"
+    "Keys that work in every window, also over the dashboard while a window of the plug-in is open: F8 goes on to the\n"
+    "next language, F9 detaches or attaches the device.\n"
+    "\n"
     "Signals, for scripts: SIGUSR1 detaches the device and SIGUSR2 attaches it, also while a window of the plug-in is\n"
     "open; SIGTERM, SIGINT and SIGHUP end the program normally.\n"
     "\n"
-    "Exit codes: 0 success, 2 usage, 3 plug-in, 4 card profile, 5 no screen.";
+    "Exit codes: 0 success, 2 usage, 3 plug-in, 4 card profile, 5 no screen, 6 trace file.";
+
+struct LimitedCommand {
+    const char *name;
+    int stkType;
+};
+
+const LimitedCommand limitedCommands[] = {
+    {"select-item", MDSV_STKTYPE_SELECT_ITEM},
+    {"display-text", MDSV_STKTYPE_DISPLAY_TEXT},
+    {"get-inkey", MDSV_STKTYPE_GET_INKEY},
+    {"get-input", MDSV_STKTYPE_GET_INPUT},
+    {"play-tone", MDSV_STKTYPE_PLAY_TONE},
+    {"set-up-call", MDSV_STKTYPE_SETUP_CALL},
+    {"send-sms", MDSV_STKTYPE_SEND_SMS},
+    {"send-ss", MDSV_STKTYPE_SEND_SS},
+    {"send-ussd", MDSV_STKTYPE_SEND_USSD},
+    {"refresh", MDSV_STKTYPE_REFRESH},
+    {"launch-browser", MDSV_STKTYPE_LAUNCH_BROWSER},
+    {"set-up-idle-mode-text", MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT},
+};
+
+QString limitedCommandNames()
+{
+    QStringList names;
+    for (const LimitedCommand &command : limitedCommands)
+        names << command.name;
+    return names.join(", ");
+}
 
 QString besideProgram(const char *path)
 {
@@ -32,7 +68,17 @@ void describe(QCommandLineParser &parser, const QStringList &languages)
         {"plugin", "Load the plug-in from <file>.", "file", besideProgram("lib/plugins/STKPlugin/libSTKPlugin.so")},
         {"profile", "Take the card from the profile <file>.", "file",
          besideProgram("share/stk-dashboard/profiles/demo.yaml")},
-        {"response-limit", "End a question of the card that has waited <seconds> for the user.", "seconds", "60"},
+        {"trace", "Write every APDU to the packet capture <file> (GSMTAP), for Wireshark.", "file"},
+        {"response-limit",
+         "End a command of the card that has waited <seconds> for the user; with a command's name only that command. "
+         "May be given several times. Default: 60, and 120 for get-input. Commands: " +
+             limitedCommandNames() + ".",
+         "[command=]seconds"},
+        {"unattended-limit",
+         "Give up a text that clears itself, or a question with a time of its own, <seconds> after that time when no "
+         "window has ended it. Default: 60.",
+         "seconds"},
+        {"no-browser", "Open no web page that the card asks for: print its address in the session instead."},
         {"callback-thread", "Call the plug-in back on the <ui> thread or on the <service>'s own.", "ui|service", "ui"},
         {"language", "Speak the language <code>: " + languages.join(", ") + ".", "code", languages.value(0)},
         {"print-session", "Print each step of the session as a line on standard output."},
@@ -53,13 +99,55 @@ bool readLimit(const QString &text, std::chrono::milliseconds *limit)
     return true;
 }
 
+/// Reads "5" or "get-input=5"; gives what is wrong with it, or nothing.
+QString readResponseLimit(const QString &text, ResponseLimit *limit)
+{
+    const int sign = text.indexOf('=');
+    if (!readLimit(text.mid(sign + 1), &limit->limit))
+        return QString("--response-limit takes seconds, 0.001 to 86400, not '%1'").arg(text);
+    if (sign < 0)
+        return QString();
+    const auto row = std::find_if(std::begin(limitedCommands), std::end(limitedCommands),
+                                  [&](const LimitedCommand &command) { return text.left(sign) == command.name; });
+    if (row == std::end(limitedCommands))
+        return QString("--response-limit knows no command '%1'; it takes %2")
+            .arg(text.left(sign), limitedCommandNames());
+    limit->stkType = row->stkType;
+    return QString();
+}
+
+QString readLimits(const QCommandLineParser &parser, Options *options)
+{
+    for (const QString &text : parser.values("response-limit")) {
+        ResponseLimit limit = {};
+        const QString reason = readResponseLimit(text, &limit);
+        if (!reason.isEmpty())
+            return reason;
+        options->responseLimits.push_back(limit);
+    }
+    std::stable_partition(options->responseLimits.begin(), options->responseLimits.end(),
+                          [](const ResponseLimit &limit) { return !limit.stkType; });
+
+    const QString text = parser.value("unattended-limit");
+    std::chrono::milliseconds limit{};
+    if (!parser.isSet("unattended-limit"))
+        return QString();
+    if (!readLimit(text, &limit))
+        return QString("--unattended-limit takes seconds, 0.001 to 86400, not '%1'").arg(text);
+    options->unattendedLimit = limit;
+    return QString();
+}
+
 /// Reads the values; gives what is wrong with them, or nothing.
 QString readValues(const QCommandLineParser &parser, const QStringList &languages, Options *options)
 {
     if (!parser.positionalArguments().isEmpty())
         return QString("unexpected argument '%1'").arg(parser.positionalArguments().constFirst());
-    if (!readLimit(parser.value("response-limit"), &options->responseLimit))
-        return QString("--response-limit takes seconds, 0.001 to 86400, not '%1'").arg(parser.value("response-limit"));
+    const QString limitReason = readLimits(parser, options);
+    if (!limitReason.isEmpty())
+        return limitReason;
+    if (parser.isSet("trace") && parser.value("trace").isEmpty())
+        return QString("--trace takes the name of a file");
 
     const QString thread = parser.value("callback-thread");
     if (thread != "service" && thread != "ui")
@@ -72,6 +160,8 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
 
     options->pluginFile = parser.value("plugin");
     options->profileFile = parser.value("profile");
+    options->traceFile = parser.value("trace");
+    options->openBrowser = !parser.isSet("no-browser");
     options->printSession = parser.isSet("print-session");
     options->debugLog = parser.isSet("debug-log");
     options->attachAtStart = !parser.isSet("no-device");

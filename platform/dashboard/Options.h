@@ -5,6 +5,8 @@
 #include <QtCore/QStringList>
 
 #include <chrono>
+#include <optional>
+#include <vector>
 
 namespace dashboard
 {
@@ -16,16 +18,27 @@ enum ExitCode : int {
     ExitPlugin = 3,  ///< the plug-in is missing, broken, of another kind, or refused to start
     ExitProfile = 4, ///< the card profile cannot be used
     ExitDisplay = 5, ///< there is no screen to open the window on
+    ExitTrace = 6,   ///< the trace file cannot be written
+};
+
+/// How long the user may take over a command.
+struct ResponseLimit {
+    std::optional<int> stkType; ///< an _MDSV_EN_STKTYPE; empty: every command
+    std::chrono::milliseconds limit;
 };
 
 /// What the command line asks for.
 struct Options {
     QString pluginFile;
     QString profileFile;
-    std::chrono::milliseconds responseLimit{60000};
+    QString traceFile; ///< where every APDU is written; empty: nowhere
+    /// In the order in which they are to be set: those of single commands behind those of all. Empty: the library's.
+    std::vector<ResponseLimit> responseLimits;
+    std::optional<std::chrono::milliseconds> unattendedLimit; ///< empty: the library's
     /// True: the plug-in never hears of a command before it has begun to wait for one, however fast the card is.
     bool callbackOnUiThread = true;
     QString language;
+    bool openBrowser = true; ///< false: web pages that the card asks for are only told in the session
     bool printSession = false;
     bool debugLog = false;
     bool attachAtStart = true;

@@ -35,8 +35,8 @@ void printLine(const SessionEntry &entry)
 
 Session::Session(const Options &options) : m_options(options)
 {
-    sdk::setResponseLimit(options.responseLimit);
-    sdk::setExchangeListener([this](const sdk::Exchange &exchange) { add(describe(exchange)); });
+    setLimits();
+    sdk::setExchangeListener([this](const sdk::Exchange &exchange) { listen(exchange); });
     if (options.callbackOnUiThread)
         sdk::setCallbackDispatcher([this](std::function<void()> call) {
             QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
@@ -48,6 +48,28 @@ Session::~Session()
     sdk::shutDown();
 }
 
+void Session::setLimits() const
+{
+    for (const ResponseLimit &each : m_options.responseLimits) {
+        if (each.stkType)
+            sdk::setResponseLimit(*each.stkType, each.limit);
+        else
+            sdk::setResponseLimit(each.limit);
+    }
+    if (m_options.unattendedLimit)
+        sdk::setUnattendedLimit(*m_options.unattendedLimit);
+}
+
+bool Session::startTrace(QString *error)
+{
+    std::string reason;
+    if (m_options.traceFile.isEmpty() ||
+        sdk::setTraceFile(QFile::encodeName(m_options.traceFile).toStdString(), &reason))
+        return true;
+    *error = QString::fromStdString(reason);
+    return false;
+}
+
 bool Session::attach(QString *error)
 {
     std::string reason;
@@ -57,6 +79,7 @@ bool Session::attach(QString *error)
         return false;
     }
     addHostEntry("attaches the " + QString::fromStdString(channel->name()));
+    setIdleText(QString());
     sdk::attachDevice(std::move(channel));
     m_attached = true;
     emit attachedChanged(true);
@@ -70,6 +93,7 @@ void Session::detach()
     addHostEntry("detaches the device");
     sdk::detachDevice();
     m_attached = false;
+    setIdleText(QString());
     emit attachedChanged(false);
 }
 
@@ -81,6 +105,23 @@ QString Session::menuTitle() const
     QString title = fromField(menu.usTitle);
     MDSV_STKSrv_ReleaseMenus(&menu);
     return title;
+}
+
+void Session::setIdleText(const QString &text)
+{
+    if (text == m_idleText)
+        return;
+    m_idleText = text;
+    emit idleTextChanged(text);
+}
+
+void Session::listen(const sdk::Exchange &exchange)
+{
+    add(describe(exchange));
+    const std::optional<QString> text = idleTextOf(exchange);
+    if (text)
+        QMetaObject::invokeMethod(
+            this, [this, text] { setIdleText(m_attached ? *text : QString()); }, Qt::QueuedConnection);
 }
 
 void Session::addHostEntry(const QString &text)

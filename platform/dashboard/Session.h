@@ -28,6 +28,13 @@ public:
 
     bool isAttached() const { return m_attached; }
 
+    /// Writes every APDU to the trace file of the options, if they name one, from now on. False: it cannot be written,
+    /// and `*error` tells file and reason.
+    bool startTrace(QString *error);
+
+    /// The text that the card has set up for the idle screen (SET UP IDLE MODE TEXT); empty for none.
+    QString idleText() const { return m_idleText; }
+
     /// Title of the card's menu; empty while there is none.
     QString menuTitle() const;
 
@@ -37,13 +44,19 @@ public:
 signals:
     void entryAdded(const dashboard::SessionEntry &entry);
     void attachedChanged(bool attached);
+    void idleTextChanged(const QString &text);
 
 private:
     /// Any thread.
     void add(const SessionEntry &entry);
+    /// Any thread.
+    void listen(const sdk::Exchange &exchange);
+    void setLimits() const;
+    void setIdleText(const QString &text);
 
     const Options m_options;
     bool m_attached = false;
+    QString m_idleText;
 };
 
 } // namespace dashboard

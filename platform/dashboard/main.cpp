@@ -1,5 +1,6 @@
 #include "core/CoreControl.h"
 #include "dashboard/DashboardWindow.h"
+#include "dashboard/GlobalKeys.h"
 #include "dashboard/Options.h"
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
@@ -60,6 +61,15 @@ QString libraryFolder(const QString &pluginFile)
     return QDir::cleanPath(QFileInfo(pluginFile).absolutePath() + "/../..");
 }
 
+/// Tells the session of a web page in place of a browser.
+void replaceBrowser(Session &session)
+{
+    core::setUrlOpener([&session](const QString &url) {
+        session.addHostEntry("web page asked for: " + url);
+        return true;
+    });
+}
+
 int runDashboard(const Options &options)
 {
     if (!options.debugLog)
@@ -71,11 +81,18 @@ int runDashboard(const Options &options)
     Session session(options);
     PluginHost plugin;
     QString error;
+    if (!session.startTrace(&error))
+        return fail(ExitTrace, error);
     if (!plugin.load(options.pluginFile, &error))
         return fail(ExitPlugin, error);
 
     DashboardWindow window(plugin, session);
     core::setMainWindow(&window);
+    if (!options.openBrowser)
+        replaceBrowser(session);
+    GlobalKeys keys;
+    QObject::connect(&keys, &GlobalKeys::languageAsked, &window, &DashboardWindow::nextLanguage);
+    QObject::connect(&keys, &GlobalKeys::deviceAsked, &window, &DashboardWindow::toggleDevice);
     SignalRelay signalRelay;
     QObject::connect(&signalRelay, &SignalRelay::detachAsked, &session, &Session::detach);
     QObject::connect(&signalRelay, &SignalRelay::attachAsked, &window, &DashboardWindow::attachDevice);
@@ -88,6 +105,7 @@ int runDashboard(const Options &options)
     const int result = QApplication::exec();
     window.closeDialogs();
     plugin.unload();
+    core::setUrlOpener(core::UrlOpener());
     session.addHostEntry("ends");
     return result;
 }

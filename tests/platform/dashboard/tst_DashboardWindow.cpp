@@ -33,6 +33,10 @@ private slots:
     void toolkitButtonOpensThePluginsWindow();
     void keyboardReachesEverything();
     void languageGoesToCoreAndPlugin();
+    void languagesHaveTheirOwnNames();
+    void nextLanguageComesAndGoesRound();
+    void arabicIsWrittenFromTheRight();
+    void idleTextIsShown();
     void presentLanguageChosenAgainChangesNothing();
     void sessionIsShownNewestLast();
     void chosenLineShowsItsBytes();
@@ -178,6 +182,53 @@ void tst_DashboardWindow::languageGoesToCoreAndPlugin()
     const QString code = core::languages().at(1);
     QTRY_COMPARE(core::language(), code);
     QCOMPARE(calls(), QStringList({"ChangeLang " + code, "Notify 320 0 0"}));
+}
+
+void tst_DashboardWindow::languagesHaveTheirOwnNames()
+{
+    auto *chooser = find<QComboBox>("languageComboBox");
+    QStringList names;
+    for (int i = 0; i < chooser->count(); ++i)
+        names << chooser->itemText(i);
+    QCOMPARE(names, QStringList({"English", "Deutsch", "Français", "Español", "Русский", "简体中文", "العربية"}));
+}
+
+void tst_DashboardWindow::nextLanguageComesAndGoesRound()
+{
+    auto *chooser = find<QComboBox>("languageComboBox");
+    const QStringList codes = core::languages();
+    for (int i = 1; i <= codes.size(); ++i) {
+        m_window->nextLanguage();
+        const QString code = codes.at(i % codes.size());
+        QCOMPARE(core::language(), code);
+        QCOMPARE(chooser->currentData().toString(), code);
+        QCOMPARE(calls().mid(2 * (i - 1)), QStringList({"ChangeLang " + code, "Notify 320 0 0"}));
+    }
+}
+
+void tst_DashboardWindow::arabicIsWrittenFromTheRight()
+{
+    auto *chooser = find<QComboBox>("languageComboBox");
+    auto *tree = find<QTreeWidget>("sessionTree");
+    const auto left = [this](QWidget *widget) { return widget->mapTo(m_window.get(), QPoint()).x(); };
+    QVERIFY(left(chooser) < left(tree));
+    chooser->setFocus();
+    QTest::keyClick(chooser, Qt::Key_End);
+    QTRY_COMPARE(core::language(), QString("ar"));
+    QTRY_VERIFY(left(chooser) > left(tree));
+    QCOMPARE(tree->layoutDirection(), Qt::LeftToRight); // English words and bytes
+}
+
+void tst_DashboardWindow::idleTextIsShown()
+{
+    writeProfile("name: Test\nmenu:\n  title: T\n  items:\n    - text: One\nat-start:\n  - idle-text: <i>Good</i>\n");
+    auto *label = find<QLabel>("idleLabel");
+    QCOMPARE(label->text(), QString());
+    QVERIFY(attach());
+    QTRY_COMPARE(label->text(), QString("<i>Good</i>"));
+    QCOMPARE(label->textFormat(), Qt::PlainText);
+    m_window->toggleDevice();
+    QCOMPARE(label->text(), QString());
 }
 
 void tst_DashboardWindow::presentLanguageChosenAgainChangesNothing()

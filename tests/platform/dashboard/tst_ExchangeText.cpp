@@ -13,6 +13,8 @@ private slots:
     void lineTellsAll_data();
     void lineTellsAll();
     void partsStandAlone();
+    void idleTextIsFound_data();
+    void idleTextIsFound();
 };
 
 void tst_ExchangeText::lineTellsAll_data()
@@ -62,6 +64,39 @@ void tst_ExchangeText::partsStandAlone()
     QCOMPARE(entry.text, QString("SET UP MENU"));
     QCOMPARE(entry.bytes, QString("D0 0A"));
     QCOMPARE(toLine(hostEntry("ready\nsteady")), QString("host: ready\\nsteady"));
+}
+
+void tst_ExchangeText::idleTextIsFound_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QByteArray>("bytes");
+    QTest::addColumn<QString>("text"); // null: none
+
+    const QByteArray idle("D0 0F 81 03 01 28 00 82 02 81 82 8D 04 04 48 69 21");
+    QTest::newRow("text") << int(Kind::Command) << idle << "Hi!";
+    QTest::newRow("empty text takes it away")
+        << int(Kind::Command) << QByteArray("D0 0B 81 03 01 28 00 82 02 81 82 8D 00") << "";
+    QTest::newRow("line end") << int(Kind::Command) << QByteArray("D0 0E 81 03 01 28 00 82 02 81 82 8D 03 04 48 0A")
+                              << "H\\n";
+    QTest::newRow("the same bytes in another direction") << int(Kind::Response) << idle << QString();
+    QTest::newRow("another command") << int(Kind::Command)
+                                     << QByteArray("D0 0F 81 03 01 21 80 82 02 81 02 8D 04 04 48 69 21") << QString();
+    QTest::newRow("no text in it") << int(Kind::Command) << QByteArray("D0 09 81 03 01 28 00 82 02 81 82") << QString();
+    QTest::newRow("cut off") << int(Kind::Command) << idle.left(30) << QString();
+    QTest::newRow("nothing") << int(Kind::Command) << QByteArray() << QString();
+}
+
+void tst_ExchangeText::idleTextIsFound()
+{
+    QFETCH(int, kind);
+    QFETCH(QByteArray, bytes);
+    QFETCH(QString, text);
+    const QByteArray raw = QByteArray::fromHex(bytes);
+    const std::optional<QString> found =
+        idleTextOf({static_cast<Kind>(kind), "command", cat::Bytes(raw.begin(), raw.end())});
+    QCOMPARE(found.has_value(), !text.isNull());
+    if (found)
+        QCOMPARE(*found, text);
 }
 
 QTEST_GUILESS_MAIN(tst_ExchangeText)

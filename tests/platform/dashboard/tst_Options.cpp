@@ -1,5 +1,7 @@
 #include "dashboard/Options.h"
 
+#include "sdk/MDSVStk.h"
+
 #include <QTest>
 
 using namespace dashboard;
@@ -23,6 +25,7 @@ private slots:
     void valuesAreTaken();
     void limits_data();
     void limits();
+    void limitsOfSingleCommandsComeBehindThatOfAll();
     void helpAndVersionEndWithSuccess_data();
     void helpAndVersionEndWithSuccess();
     void mistakesAreUsageErrors_data();
@@ -37,7 +40,10 @@ void tst_Options::nothingGivenMeansTheDefaults()
     QVERIFY(line.options.pluginFile.endsWith("/lib/plugins/STKPlugin/libSTKPlugin.so"));
     QVERIFY(line.options.profileFile.endsWith("/share/stk-dashboard/profiles/demo.yaml"));
     QVERIFY(!line.options.pluginFile.contains(".."));
-    QCOMPARE(line.options.responseLimit.count(), 60000LL);
+    QVERIFY(line.options.traceFile.isEmpty());
+    QVERIFY(line.options.responseLimits.empty());
+    QVERIFY(!line.options.unattendedLimit);
+    QVERIFY(line.options.openBrowser);
     QCOMPARE(line.options.language, QString("en"));
     QVERIFY(line.options.callbackOnUiThread);
     QVERIFY(!line.options.printSession);
@@ -47,8 +53,9 @@ void tst_Options::nothingGivenMeansTheDefaults()
 
 void tst_Options::valuesAreTaken()
 {
-    const CommandLine line = parse({"--plugin", "p.so", "--profile=c.yaml", "--callback-thread", "service",
-                                    "--language", "de", "--print-session", "--debug-log", "--no-device"});
+    const CommandLine line =
+        parse({"--plugin", "p.so", "--profile=c.yaml", "--callback-thread", "service", "--language", "de",
+               "--print-session", "--debug-log", "--no-device", "--trace", "t.pcap", "--no-browser"});
     QVERIFY2(line.run, qPrintable(line.message));
     QCOMPARE(line.options.pluginFile, QString("p.so"));
     QCOMPARE(line.options.profileFile, QString("c.yaml"));
@@ -57,6 +64,8 @@ void tst_Options::valuesAreTaken()
     QVERIFY(line.options.printSession);
     QVERIFY(line.options.debugLog);
     QVERIFY(!line.options.attachAtStart);
+    QCOMPARE(line.options.traceFile, QString("t.pcap"));
+    QVERIFY(!line.options.openBrowser);
 }
 
 void tst_Options::limits_data()
@@ -81,12 +90,33 @@ void tst_Options::limits()
 {
     QFETCH(QString, text);
     QFETCH(qlonglong, milliseconds);
-    const CommandLine line = parse({"--response-limit=" + text});
-    QCOMPARE(line.run, milliseconds > 0);
-    if (line.run)
-        QCOMPARE(qlonglong(line.options.responseLimit.count()), milliseconds);
-    else
-        QVERIFY2(line.message.contains("not '" + text + "'"), qPrintable(line.message));
+    for (const QString option : {"response-limit", "unattended-limit"}) {
+        const CommandLine line = parse({"--" + option + "=" + text});
+        QCOMPARE(line.run, milliseconds > 0);
+        if (!line.run)
+            QVERIFY2(line.message.contains("--" + option) && line.message.contains("not '" + text + "'"),
+                     qPrintable(line.message));
+        else if (option == "unattended-limit")
+            QCOMPARE(qlonglong(line.options.unattendedLimit->count()), milliseconds);
+        else
+            QCOMPARE(qlonglong(line.options.responseLimits.at(0).limit.count()), milliseconds);
+    }
+}
+
+void tst_Options::limitsOfSingleCommandsComeBehindThatOfAll()
+{
+    const CommandLine line = parse({"--response-limit", "get-input=0.5", "--response-limit", "3", "--response-limit",
+                                    "select-item=4", "--response-limit", "get-input=2"});
+    QVERIFY2(line.run, qPrintable(line.message));
+    const auto &limits = line.options.responseLimits;
+    QCOMPARE(limits.size(), std::size_t(4));
+    QVERIFY(!limits[0].stkType);
+    QCOMPARE(limits[0].limit.count(), 3000LL);
+    QCOMPARE(limits[1].stkType.value(), int(MDSV_STKTYPE_GET_INPUT));
+    QCOMPARE(limits[1].limit.count(), 500LL);
+    QCOMPARE(limits[2].stkType.value(), int(MDSV_STKTYPE_SELECT_ITEM));
+    QCOMPARE(limits[3].stkType.value(), int(MDSV_STKTYPE_GET_INPUT)); // the later one is set later
+    QCOMPARE(limits[3].limit.count(), 2000LL);
 }
 
 void tst_Options::helpAndVersionEndWithSuccess_data()
@@ -99,7 +129,9 @@ void tst_Options::helpAndVersionEndWithSuccess_data()
     QTest::newRow("-h") << "-h"
                         << "SIGUSR1";
     QTest::newRow("exit codes") << "--help"
-                                << "Exit codes";
+                                << "6 trace file";
+    QTest::newRow("keys of the host") << "--help"
+                                      << "F8 goes on to the";
     QTest::newRow("--version") << "--version"
                                << "stk-dashboard " STK_VERSION;
 }
@@ -122,6 +154,10 @@ void tst_Options::mistakesAreUsageErrors_data()
     QTest::newRow("unknown option") << QStringList{"--card"} << "card";
     QTest::newRow("missing value") << QStringList{"--plugin"} << "plugin";
     QTest::newRow("argument") << QStringList{"demo.yaml"} << "unexpected argument 'demo.yaml'";
+    QTest::newRow("limit of an unknown command") << QStringList{"--response-limit", "get-lost=5"} << "'get-lost'";
+    QTest::newRow("limit of a nameless command") << QStringList{"--response-limit", "=5"} << "no command ''";
+    QTest::newRow("no limit for a command") << QStringList{"--response-limit", "get-input="} << "not 'get-input='";
+    QTest::newRow("trace into nowhere") << QStringList{"--trace", ""} << "--trace takes the name of a file";
     QTest::newRow("thread") << QStringList{"--callback-thread", "both"} << "not 'both'";
     QTest::newRow("language") << QStringList{"--language", "xx"} << "one of en, de, not 'xx'";
 }

@@ -1,9 +1,12 @@
 #include "dashboard/Session.h"
 
+#include "sdk/MDSVStk.h"
+
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 
 using namespace dashboard;
 
@@ -22,6 +25,11 @@ private slots:
     void hostEntriesAreAdded();
     void entriesComeOnTheUserInterfaceThread();
     void canEndAtAnyTime();
+    void idleTextIsTheCards();
+    void idleTextGoesWithTheDevice();
+    void traceIsWritten();
+    void traceThatCannotBeWrittenIsRefused();
+    void limitsReachTheLibrary();
 
 private:
     QString write(const QString &name, const QByteArray &content) const;
@@ -157,6 +165,67 @@ void tst_Session::canEndAtAnyTime()
         if (round % 4 >= 2)
             QCoreApplication::processEvents();
     }
+}
+
+void tst_Session::idleTextIsTheCards()
+{
+    Options options = m_options;
+    options.profileFile = write("idle.yaml", "name: A\nat-start:\n  - idle-text: \"Good\\nmorning\"\n");
+    Session session(options);
+    QSignalSpy changes(&session, &Session::idleTextChanged);
+    QString error;
+    QVERIFY2(session.attach(&error), qPrintable(error));
+    QTRY_COMPARE(session.idleText(), QString("Good\\nmorning"));
+    QCOMPARE(changes.count(), 1);
+}
+
+void tst_Session::idleTextGoesWithTheDevice()
+{
+    Options options = m_options;
+    options.profileFile = write("idle.yaml", "name: A\nat-start:\n  - idle-text: Hello\n");
+    Session session(options);
+    QString error;
+    QVERIFY2(session.attach(&error), qPrintable(error));
+    QTRY_COMPARE(session.idleText(), QString("Hello"));
+    session.detach();
+    QCOMPARE(session.idleText(), QString());
+}
+
+void tst_Session::traceIsWritten()
+{
+    Options options = m_options;
+    options.traceFile = m_folder.filePath("trace.pcap");
+    Session session(options);
+    QString error;
+    QVERIFY2(session.startTrace(&error), qPrintable(error));
+    const qint64 empty = QFileInfo(options.traceFile).size();
+    QVERIFY(session.attach(&error));
+    QTRY_VERIFY(QFileInfo(options.traceFile).size() > empty);
+}
+
+void tst_Session::traceThatCannotBeWrittenIsRefused()
+{
+    Options options = m_options;
+    options.traceFile = m_folder.filePath("missing/trace.pcap");
+    Session session(options);
+    QString error;
+    QVERIFY(!session.startTrace(&error));
+    QVERIFY2(error.contains(options.traceFile + ":"), qPrintable(error));
+}
+
+/// Nobody answers: each text is ended by the limit of its own command.
+void tst_Session::limitsReachTheLibrary()
+{
+    Options options = m_options;
+    options.profileFile = write("limits.yaml", "name: A\nat-start:\n  - display: Hello\n");
+    options.responseLimits = {{std::nullopt, std::chrono::milliseconds(3600000)},
+                              {MDSV_STKTYPE_DISPLAY_TEXT, std::chrono::milliseconds(50)}};
+    Session session(options);
+    QStringList lines;
+    connect(&session, &Session::entryAdded, [&lines](const SessionEntry &entry) { lines << toLine(entry); });
+    QString error;
+    QVERIFY2(session.attach(&error), qPrintable(error));
+    QTRY_VERIFY2(!lines.filter("answer: DISPLAY TEXT: 12").isEmpty(), qPrintable(lines.join('\n')));
 }
 
 QTEST_GUILESS_MAIN(tst_Session)
