@@ -253,7 +253,7 @@ QDialog *STKDialog::m_pMsgDialog = 0;
 STKDialog::STKDialog()
     : QObject(0), m_pStkThread(0), m_bEnterPressed(false), m_strMenuState(MENU_UNKNOWN), m_pStkLogic(0), m_stMainMenu(),
       m_stSubMenu(), m_pStkTimer(0), m_pStkInputDlg(0), m_pToneTimer(0), m_pMsgTimer(0), m_nMsgTimeOut(0),
-      m_nMsgTick(0), m_nMsgRemain(0), m_nQuestion(0)
+      m_nMsgTick(0), m_nMsgRemain(0), m_nText(0), m_nQuestion(0)
 {
     STK_LOG_START();
     m_pStkLogic = STKLogic::CreateInstance();
@@ -924,12 +924,15 @@ void STKDialog::onSTKDisplayText()
     }
     QString strText;
     QString strClearMode;
-    int nSeconds = 0; // kept apart: a text that is up goes on counting when this one cannot be read
-    if (!m_pStkLogic->GetPromptText(&strText, &strClearMode, &nSeconds)) {
+    int nSeconds = 0;
+    const bool bRead = m_pStkLogic->GetPromptText(&strText, &strClearMode, &nSeconds);
+    // A text that is up goes on counting as long as this one is not shown.
+    if (!m_pMsgTimer || !m_pMsgTimer->isActive())
+        m_nMsgTimeOut = nSeconds;
+    if (!bRead) {
         STK_LOG_LINE("GetPromptText() failed %s: %s: %s: ");
         return; // deliberately answers nothing
     }
-    m_nMsgTimeOut = nSeconds;
     createMsgTimer();
     if (strClearMode == CLEAR_MODE_AUTO) {
         m_strTimerType = TIMER_MSGBOX;
@@ -942,14 +945,16 @@ void STKDialog::onSTKDisplayText()
             STK_LOG_NULL(__LINE__);
             return;
         }
-        startCountDown();
+        startCountDown(nSeconds);
     } else if (m_pMsgTimer) {
         m_pMsgTimer->stop(); // the count-down of a text that this one replaces
+        m_nMsgTimeOut = nSeconds;
     }
 
     const QPointer<STKDialog> self(this);
+    const int nText = ++m_nText;
     const int nOutcome = showTimeMessageBox(strText);
-    if (self && nOutcome != QMessageBox::NoButton)
+    if (self && nText == m_nText && nOutcome != QMessageBox::NoButton)
         answerDisplayText(nOutcome);
     STK_LOG_END();
 }
@@ -962,12 +967,11 @@ void STKDialog::createMsgTimer()
     }
 }
 
-void STKDialog::startCountDown()
+void STKDialog::startCountDown(int nSeconds)
 {
     if (m_pMsgTimer->isActive())
         m_pMsgTimer->stop();
-    if (m_nMsgTimeOut == 0)
-        m_nMsgTimeOut = MSG_DEFAULT_S;
+    m_nMsgTimeOut = nSeconds == 0 ? MSG_DEFAULT_S : nSeconds;
     m_pMsgTimer->start(MSG_TICK_MS);
     m_nMsgRemain = m_nMsgTimeOut;
     m_nMsgTick = 0;
@@ -994,10 +998,11 @@ void STKDialog::onSTKSetupCall()
         return;
     }
     // Deliberately the only command whose verdict follows the sending.
+    const QPointer<STKDialog> self(this);
     const bool bSent = m_pStkLogic->SendNoDataResponse(STK_UI_STKTYPE_SETUP_CALL, STK_UI_RESPONSE_NO_CALL);
     if (!bSent)
         STK_LOG_LINE("SendNoDataResponse failed %s: %s: %s: ");
-    if (m_pStkLogic)
+    if (self && m_pStkLogic)
         m_pStkLogic->UpdateCBReturnVal(bSent);
     STK_LOG_END();
 }

@@ -211,7 +211,7 @@ private:
     void resetCountDown();
     bool isWaiting() const;
     void createMsgTimer();
-    void startCountDown();
+    void startCountDown(int nSeconds);
     void answerDisplayText(int nOutcome);
     void acknowledge();
     void answerDone(_STK_UI_EN_STKTYPE enType, const char *pFunction);
@@ -221,6 +221,7 @@ private:
     void askYesNo(QWidget *pParent, const StkInKeyRequest &request);
     void answerYesNo(bool bYes);
 
+    int m_nText;     ///< counts the texts that were shown: only the last one is answered
     int m_nQuestion; ///< counts the questions of GET INPUT and GET INKEY: a later one has the say
 };
 
