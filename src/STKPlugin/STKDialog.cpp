@@ -1205,8 +1205,9 @@ void STKDialog::onSTKGetInput()
         return;
     }
     if (m_pStkInputDlg) {
+        const int nQuestion = replaceQuestion();
         m_pStkInputDlg->SetInputRequest(request);
-        askInDialog(parentOfQuestions());
+        askInDialog(parentOfQuestions(), nQuestion);
     }
     STK_LOG_END();
 }
@@ -1228,22 +1229,35 @@ void STKDialog::onSTKGetInkey()
     if (request.nInputType == INPUT_TYPE_YES_NO) {
         askYesNo(pParent, request);
     } else if (m_pStkInputDlg) {
+        const int nQuestion = replaceQuestion();
         m_pStkInputDlg->SetInKeyRequest(request);
-        askInDialog(pParent);
+        askInDialog(pParent, nQuestion);
     }
     STK_LOG_END();
 }
 
-/// Shows the request that the input dialog has been given. A later question that came meanwhile has the say: this one
-/// then does nothing more.
-void STKDialog::askInDialog(QWidget *pParent)
+/// A new question ends an earlier one that is still open, unanswered: the card waits for that answer no more.
+int STKDialog::replaceQuestion()
+{
+    const int nQuestion = ++m_nQuestion;
+    if (m_pMsgDialog) {
+        m_pMsgDialog->close();
+        m_pMsgDialog = 0;
+    }
+    if (m_pStkInputDlg)
+        m_pStkInputDlg->DropRequest();
+    return nQuestion;
+}
+
+/// Shows the request that the input dialog has been given. When a later question came meanwhile, only that one has
+/// anything to wait for.
+void STKDialog::askInDialog(QWidget *pParent, int nQuestion)
 {
     const QPointer<STKDialog> self(this);
-    const int nQuestion = ++m_nQuestion;
     m_pStkInputDlg->ShowStkInputDlg(pParent);
-    if (!self || nQuestion != m_nQuestion)
+    if (!self)
         return;
-    if (m_pStkInputDlg && m_pStkInputDlg->GetLastError() == 0)
+    if (nQuestion == m_nQuestion && m_pStkInputDlg && m_pStkInputDlg->GetLastError() == 0)
         stkWaitforRespond(INPUT_TIMEOUT_S);
     if (m_pStkLogic)
         m_pStkLogic->UpdateCBReturnVal(true);
@@ -1263,13 +1277,17 @@ void STKDialog::askYesNo(QWidget *pParent, const StkInKeyRequest &request)
     }
 
     const QPointer<STKDialog> self(this);
-    const int nQuestion = ++m_nQuestion;
+    const int nQuestion = replaceQuestion();
     const int nResult =
         CommonUtils::ShowMessage(QMessageBox::NoIcon, pParent, QString::fromLatin1(""), request.strPrompt,
                                  QString::fromLatin1("IDS_YES"), QString::fromLatin1("IDS_NO"), QString::fromLatin1(""),
                                  true, Qt::WindowCloseButtonHint, &m_pMsgDialog, QString::fromLatin1(""), true);
-    if (self && nQuestion == m_nQuestion && m_pStkLogic)
+    if (!self || !m_pStkLogic)
+        return;
+    if (nQuestion == m_nQuestion)
         answerYesNo(nResult == QMessageBox::Ok);
+    else
+        m_pStkLogic->UpdateCBReturnVal(true); // a later question has replaced it: nothing is left to answer
 }
 
 /// Every outcome but Yes is a No, deliberately: also a box closed by the timer or by its frame.

@@ -217,7 +217,8 @@ private:
     void answerDone(_STK_UI_EN_STKTYPE enType, const char *pFunction);
     void deletePlayer();
     QWidget *parentOfQuestions() const;
-    void askInDialog(QWidget *pParent);
+    int replaceQuestion();
+    void askInDialog(QWidget *pParent, int nQuestion);
     void askYesNo(QWidget *pParent, const StkInKeyRequest &request);
     void answerYesNo(bool bYes);
 

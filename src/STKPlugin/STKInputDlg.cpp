@@ -162,6 +162,19 @@ bool STKInputDlg::IsDialogCreated()
     return m_pInputExtendDlg;
 }
 
+void STKInputDlg::DropRequest()
+{
+    const QPointer<STKInputExtendDlg> pFrame(m_pInputExtendDlg);
+    if (!pFrame)
+        return;
+    STK_LOG_START();
+    if (m_pLineEditInput)
+        m_pLineEditInput->releaseKeyboard();
+    AssignNULL();
+    pFrame->hide(); // not closed: a close would answer
+    STK_LOG_END();
+}
+
 void STKInputDlg::SetBtnClicked(bool bClicked)
 {
     STK_LOG_START();

@@ -79,6 +79,9 @@ public:
     /// Answers Cancel and closes the frame.
     void CloseDlg();
 
+    /// Takes the frame off the screen without an answer. Harmless when none is up.
+    void DropRequest();
+
     /// Whether an OK or Cancel handler has run since the frame's close last asked. Deliberately not reset by a new
     /// request.
     void SetBtnClicked(bool bClicked);
