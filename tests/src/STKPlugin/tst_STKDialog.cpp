@@ -221,13 +221,17 @@ void tst_STKDialog::everySignalReachesItsSlot()
     QFETCH(QString, slot);
     DialogWorld &w = *m_world;
     QCOMPARE((w.logic->*(&LogicPeek::receivers))(("2" + signal).constData()), 1);
+    // What there is to show cannot be read: the handlers come back at once.
+    for (const char *reading : {"GetPromptText", "GetInKeyRequest", "GetInputRequest", "GetPlayTone"})
+        w.sdk.answer(QByteArray("MDSV_STKSrv_") + reading, 1);
     w.forget();
     const QByteArray name = signal.left(signal.indexOf('('));
     const QGenericArgument argument = signal.contains("bool") ? Q_ARG(bool, false) : QGenericArgument();
     QVERIFY(QMetaObject::invokeMethod(w.logic, name.constData(), Qt::DirectConnection, argument));
     const QStringList reached = logged::started(w.log).filter(QRegularExpression("^on"));
     QCOMPARE(reached, QStringList({slot}));
-    QCOMPARE(w.log.debug().count(logged::end(slot.toLatin1().constData())), 1);
+    const QStringList returnEarly = {"onSTKDisplayText", "onSTKGetInkey", "onSTKGetInput", "onSTKPlayTone"};
+    QCOMPARE(w.log.debug().count(logged::end(slot.toLatin1().constData())), returnEarly.contains(slot) ? 0 : 1);
 }
 
 void tst_STKDialog::aSignalFromAnotherThreadIsQueued()

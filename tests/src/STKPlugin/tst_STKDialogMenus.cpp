@@ -77,12 +77,6 @@ private slots:
     void selectItemWithoutLogic();
     void sessionTimeOutBringsTheMainMenu_data();
     void sessionTimeOutBringsTheMainMenu();
-    void commandsNotShownAreAnswered_data();
-    void commandsNotShownAreAnswered();
-    void commandsNotShownOnTheLibrarysThread_data();
-    void commandsNotShownOnTheLibrarysThread();
-    void commandsNotShownWithoutLogic_data();
-    void commandsNotShownWithoutLogic();
 
 private:
     void showSubMenu();
@@ -721,79 +715,6 @@ void tst_STKDialogMenus::sessionTimeOutBringsTheMainMenu()
     QCOMPARE(journal::names("MDSV_"), QStringList({GET_MAIN, RELEASE_MAIN}));
     QCOMPARE(w.rows(), MAIN_ROWS);
     QVERIFY(!w.back()->isEnabled());
-}
-
-void tst_STKDialogMenus::commandsNotShownAreAnswered_data()
-{
-    QTest::addColumn<int>("type");
-    QTest::addColumn<QString>("slot");
-    QTest::newRow("DISPLAY TEXT") << 1 << "onSTKDisplayText";
-    QTest::newRow("GET INKEY") << 2 << "onSTKGetInkey";
-    QTest::newRow("GET INPUT") << 3 << "onSTKGetInput";
-    QTest::newRow("SET UP CALL") << 4 << "onSTKSetupCall";
-    QTest::newRow("PLAY TONE") << 5 << "onSTKPlayTone";
-    QTest::newRow("REFRESH") << 7 << "onSTKRefresh";
-    QTest::newRow("SEND SS") << 8 << "onSTKSendSMS"; // arrives as SEND SMS
-    QTest::newRow("SEND SMS") << 9 << "onSTKSendSMS";
-    QTest::newRow("SEND USSD") << 10 << "onSTKSendUSSD";
-    QTest::newRow("LAUNCH BROWSER") << 11 << "onSTKLaunchBrowser";
-    QTest::newRow("SET UP IDLE MODE TEXT") << 12 << "onSTKSetupIdleModeText";
-}
-
-void tst_STKDialogMenus::commandsNotShownAreAnswered()
-{
-    QFETCH(int, type);
-    QFETCH(QString, slot);
-    DialogWorld &w = *m_world;
-    showSubMenu();
-    w.sdk.raiseStk(type, 77);
-    QCOMPARE(journal::names("MDSV_"), QStringList({RESPOND, GET_MAIN, RELEASE_MAIN}));
-    QCOMPARE(journal::callsOf(RESPOND).first().args, QVariantList({77, type, 0}));
-    QCOMPARE(w.rows(), MAIN_ROWS);
-    QCOMPARE(w.menuState(), QString("STK_MAINMENU"));
-    QCOMPARE(logged::started(w.log).filter(QRegularExpression("^on")), QStringList({slot, "onShowMainMenu"}));
-    QVERIFY(w.log.debug().contains("Updated vale is 0, ../../src/STKPlugin/STKLogic: UpdateCBReturnVal: <time>: "));
-    QCOMPARE(logged::linesOf(w.log, slot.toLatin1().constData()),
-             QStringList({logged::start(slot.toLatin1().constData()), logged::end(slot.toLatin1().constData())}));
-}
-
-void tst_STKDialogMenus::commandsNotShownOnTheLibrarysThread_data()
-{
-    commandsNotShownAreAnswered_data();
-}
-
-void tst_STKDialogMenus::commandsNotShownOnTheLibrarysThread()
-{
-    QFETCH(int, type);
-    QFETCH(QString, slot);
-    DialogWorld &w = *m_world;
-    w.raiseElsewhere(type, 78);
-    // The verdict came after the callback had returned; it counts for the next command.
-    QCOMPARE(journal::count(RESPOND), 0);
-    QVERIFY(logged::started(w.log).contains(slot));
-    QVERIFY(!support::peek(w.logic, &LogicPeek::m_bRet).load());
-    w.raiseElsewhere(type, 79);
-    QCOMPARE(journal::callsOf(RESPOND).size(), 1);
-    QCOMPARE(journal::callsOf(RESPOND).first().args, QVariantList({79, type, 0}));
-    QVERIFY(logged::started(w.log).contains("onShowMainMenu"));
-}
-
-void tst_STKDialogMenus::commandsNotShownWithoutLogic_data()
-{
-    commandsNotShownAreAnswered_data();
-    QTest::newRow("the slot of SEND SS") << 8 << "onSTKSendSS";
-}
-
-void tst_STKDialogMenus::commandsNotShownWithoutLogic()
-{
-    QFETCH(QString, slot);
-    DialogWorld &w = *m_world;
-    w.at(&DialogPeek::m_pStkLogic) = nullptr;
-    QVERIFY(QMetaObject::invokeMethod(w.dialog, slot.toLatin1().constData(), Qt::DirectConnection));
-    w.at(&DialogPeek::m_pStkLogic) = w.logic;
-    QCOMPARE(journal::calls().size(), 0);
-    QVERIFY(!logged::started(w.log, "STKLogic").contains("UpdateCBReturnVal"));
-    QVERIFY(support::peek(w.logic, &LogicPeek::m_bRet).load());
 }
 
 QTEST_MAIN(tst_STKDialogMenus)
