@@ -475,8 +475,6 @@ void tst_STKDialogMessage::theControllerDestroyedWhileItIsOpen()
     QPointer<QWidget> window;
     const int outcome = show("Hello", [&](QWidget *frame) {
         window = frame;
-        delete m_world->thread(); // idle, and the window leaves such a thread to itself
-        m_world->at(&DialogPeek::m_pStkThread) = nullptr;
         m_world->dialog->unSDKRegisterEvent();
         STKDialog::Destroy();
         m_world->dialog = nullptr;
