@@ -23,7 +23,8 @@ function(stk_add_test name)
     list(APPEND ARG_ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
   else()
     add_test(NAME tst_${name} COMMAND "${PROJECT_SOURCE_DIR}/tools/with-display" $<TARGET_FILE:tst_${name}>)
-    list(APPEND ARG_ENVIRONMENT "QT_QPA_PLATFORM=xcb")
+    # Widgets need no OpenGL, whose drivers are slow to load and leak a little.
+    list(APPEND ARG_ENVIRONMENT "QT_QPA_PLATFORM=xcb" "QT_XCB_GL_INTEGRATION=none")
   endif()
   set_tests_properties(tst_${name} PROPERTIES
     TIMEOUT ${ARG_TIMEOUT} LABELS ${ARG_KIND} ENVIRONMENT "${ARG_ENVIRONMENT}")

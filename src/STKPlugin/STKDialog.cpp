@@ -807,6 +807,8 @@ int STKDialog::showTimeMessageBox(QString strText)
     const int nText = pFrame->property(TEXT_COUNT).toInt() + 1;
     pFrame->setProperty(TEXT_COUNT, nText);
     const QPointer<WsMessageBox> pBox(new WsMessageBox(pFrame));
+    // In a frame that is up the box is shown at once, and one that has no buttons yet would give itself one.
+    pBox->setStandardButtons(QMessageBox::NoButton);
     pFrame->AddMainWidget(pBox);
     pFrame->setWindowFlags(Qt::WindowCloseButtonHint);
     pBox->setWindowFlags(Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);

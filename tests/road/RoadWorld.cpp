@@ -70,6 +70,8 @@ bool RoadWorld::attach(const QString &file)
 
 bool RoadWorld::show(int rows)
 {
+    if (!realinput::waitForKeyboard(host)) // the window manager has then put it in its place
+        return false;
     QRect rect = host->geometry();
     return dialog->ShowStkDlg(host, rect) && realinput::waitForKeyboard(frame()) &&
            QTest::qWaitFor([&] { return table() && table()->rowCount() == rows; });

@@ -121,7 +121,11 @@ void tst_MenuRoad::theMenuAppears()
     QVERIFY(!m_world->button("Back")->isEnabled());
     QCOMPARE(m_world->frame()->size(), QSize(380, 357));
     QCOMPARE(m_world->table()->rowHeight(0), 17);
-    QCOMPARE(m_world->frame()->geometry().center().x(), m_world->host->geometry().center().x());
+    // The program hears a little later where the window manager has put a window.
+    const auto offTheMiddle = [this] {
+        return m_world->frame()->geometry().center().x() - m_world->host->geometry().center().x();
+    };
+    QTRY_VERIFY2(qAbs(offTheMiddle()) < 5, qPrintable(QString("%1 pixels off the middle").arg(offTheMiddle())));
     QCOMPARE(m_world->exchanges(), QStringList()); // looking at the menu asks the card nothing
 }
 

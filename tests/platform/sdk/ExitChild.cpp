@@ -96,6 +96,16 @@ void callbackThatNeverReturns()
     waitUntilReached();
 }
 
+void listenerThatNeverReturns()
+{
+    sdk::setExchangeListener([](const sdk::Exchange &) {
+        reach();
+        std::this_thread::sleep_for(std::chrono::hours(1));
+    });
+    sdk::attachDevice(Script::channel(std::make_shared<Script>()));
+    waitUntilReached();
+}
+
 void exitWithinACallback()
 {
     events::setReaction([](const events::Event &) { std::exit(0); });
@@ -122,6 +132,7 @@ constexpr Situation situations[] = {
     {"thinking", thinking},
     {"storm", storm},
     {"callback-that-never-returns", callbackThatNeverReturns},
+    {"listener-that-never-returns", listenerThatNeverReturns},
     {"exit-within-a-callback", exitWithinACallback},
     {"after-shut-down", afterShutDown},
 };

@@ -46,7 +46,7 @@ inline bool waitForEvent(const char *text)
 /// A card that has installed its menu and is at rest; the events and commands of that are forgotten.
 inline std::shared_ptr<Script> attachWithMenu()
 {
-    const auto script = std::make_shared<Script>();
+    auto script = std::make_shared<Script>();
     script->proposes(setUpMenu).answers("9000");
     sdk::attachDevice(Script::channel(script));
     if (!waitForEvent("DEVICE 6602"))

@@ -22,13 +22,14 @@ void tst_ProcessEnd::processEndsInGoodOrder_data()
     const auto row = [](const char *situation, int rounds, bool isPrompt = true) {
         QTest::newRow(situation) << QString(situation) << rounds << isPrompt;
     };
-    row("unused", 1);
+    row("unused", 3);
     row("at-rest", 5);
     row("thinking", 5);
     row("storm", 10);
     row("callback-that-never-returns", 1, false);
+    row("listener-that-never-returns", 1, false);
     row("exit-within-a-callback", 5);
-    row("after-shut-down", 1);
+    row("after-shut-down", 3);
 }
 
 void tst_ProcessEnd::processEndsInGoodOrder()

@@ -205,12 +205,10 @@ void tst_Service::everyExchangeIsTold()
     QVERIFY(waitForEvent("DEVICE 6601"));
     const QStringList expected = {
         "Device: scripted card: attached []",
-        "Command: SET UP MENU \"Menu\", 2 items "
-        "[D01C81030125008202818285044D656E758F05014E6577738F04804F6464]",
+        QString("Command: SET UP MENU \"Menu\", 2 items [%1]").arg(vectors::setUpMenu),
         "Response: SET UP MENU: 00 command performed successfully [810301250082028281830100]",
         "Envelope: MENU SELECTION \"News\" [D30782020181900101]",
-        "Command: SELECT ITEM \"Where\", 2 items "
-        "[D0228103022400820281828505576865726 58F0511486572658F06125468657265900112]",
+        QString("Command: SELECT ITEM \"Where\", 2 items [%1]").arg(vectors::selectItem),
         "Response: SELECT ITEM: 00 command performed successfully, \"There\" [810302240082028281830100900112]",
         "Device: scripted card: detached []",
     };

@@ -226,7 +226,8 @@ void tst_STKDialog::everySignalReachesItsSlot()
         w.sdk.answer(QByteArray("MDSV_STKSrv_") + reading, 1);
     w.forget();
     const QByteArray name = signal.left(signal.indexOf('('));
-    const QGenericArgument argument = signal.contains("bool") ? Q_ARG(bool, false) : QGenericArgument();
+    const bool available = false; // outlives the argument that refers to it
+    const QGenericArgument argument = signal.contains("bool") ? Q_ARG(bool, available) : QGenericArgument();
     QVERIFY(QMetaObject::invokeMethod(w.logic, name.constData(), Qt::DirectConnection, argument));
     const QStringList reached = logged::started(w.log).filter(QRegularExpression("^on"));
     QCOMPARE(reached, QStringList({slot}));

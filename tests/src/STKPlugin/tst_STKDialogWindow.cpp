@@ -95,8 +95,8 @@ void tst_STKDialogWindow::buildingCallsTheHostInOrder()
     QCOMPARE(journal::lines(), expected);
     QCOMPARE(journal::calls().at(0).args.at(0), ref(w.host.data()));
     QCOMPARE(journal::calls().at(1).args.at(0), ref(w.at(&DialogPeek::m_pMainWidget).data()));
-    const QStringList steps = {"initUI",         "SetStkUiText", "setStkObjectName",
-                               "setStkUiLayout", "showMainMenu", "deleteTableItems"};
+    const QStringList steps = {"initUI",           "STKExtendDlg",   "Instantiate",  "SetStkUiText",
+                               "setStkObjectName", "setStkUiLayout", "showMainMenu", "deleteTableItems"};
     QStringList started = logged::started(w.log);
     started.removeAll("tr");
     QCOMPARE(started, steps);
