@@ -9,6 +9,7 @@
 
 #include <QComboBox>
 #include <QDialog>
+#include <QEvent>
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
@@ -17,6 +18,8 @@
 #include <QPushButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace dashboard
 {
@@ -31,6 +34,7 @@ const int bytesRole = Qt::UserRole;
 const char headerSheet[] = "#headerFrame { background: #14324a; }"
                            "#titleLabel { color: white; font-size: 20px; font-weight: bold; }"
                            "#deviceLabel { color: #c9dcec; font-size: 13px; }"
+                           "#idleCaptionLabel { color: #c9dcec; font-size: 13px; }"
                            "#idleLabel { color: #f2d48a; font-size: 17px; }";
 const char toolkitSheet[] = "QPushButton { background: #1f6fb2; color: white; border: 2px solid #1f6fb2;"
                             "  border-radius: 6px; font-size: 17px; font-weight: bold; padding: 18px 12px;"
@@ -77,6 +81,16 @@ QString languageName(const QString &code)
     return name.isEmpty() ? code : name.left(1).toUpper() + name.mid(1);
 }
 
+/// With marks behind the quoted texts of a card: what follows Arabic would otherwise be drawn on its wrong side.
+QString readable(QString text)
+{
+    const QChar leftToRightMark(0x200e);
+    const bool isMixed = std::any_of(text.cbegin(), text.cend(), [](QChar character) {
+        return character.direction() == QChar::DirR || character.direction() == QChar::DirAL;
+    });
+    return isMixed ? text.replace('"', QString('"') + leftToRightMark) : text;
+}
+
 } // namespace
 
 DashboardWindow::DashboardWindow(PluginHost &plugin, Session &session) : m_plugin(plugin), m_session(session)
@@ -111,20 +125,48 @@ QWidget *DashboardWindow::createHeader()
     m_titleLabel = named(plainLabel(header), "titleLabel", tr("Menu of the SIM card"));
     m_deviceLabel = named(plainLabel(header), "deviceLabel", tr("State of the device"));
 
-    m_idleLabel = named(plainLabel(header), "idleLabel", tr("The card's text for the idle screen"));
-    m_idleLabel->setAlignment(Qt::AlignTrailing | Qt::AlignVCenter);
-    m_idleLabel->setWordWrap(true);
-
     auto *device = new QVBoxLayout;
     device->setSpacing(4);
-    device->addWidget(m_titleLabel);
-    device->addWidget(m_deviceLabel);
+    device->addWidget(m_titleLabel, 0, Qt::AlignLeft); // which is the right in a mirrored window
+    device->addWidget(m_deviceLabel, 0, Qt::AlignLeft);
     auto *layout = new QHBoxLayout(header);
     layout->setContentsMargins(20, 14, 20, 14);
     layout->setSpacing(20);
     layout->addLayout(device);
-    layout->addWidget(m_idleLabel, 1);
+    layout->addWidget(createIdleScreen(), 1);
     return header;
+}
+
+QWidget *DashboardWindow::createIdleScreen()
+{
+    auto *screen = new QWidget(this);
+    m_idleCaption = named(plainLabel(screen), "idleCaptionLabel", tr("Idle screen"));
+    m_idleCaption->setText(tr("On the idle screen"));
+    m_idleLabel = named(plainLabel(screen), "idleLabel", tr("The card's text for the idle screen"));
+    m_idleLabel->setWordWrap(true);
+    alignIdleScreen();
+
+    auto *layout = new QVBoxLayout(screen);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(4);
+    layout->addWidget(m_idleCaption);
+    layout->addWidget(m_idleLabel);
+    return screen;
+}
+
+/// To the far side of the header. A label would go by the direction of its text.
+void DashboardWindow::alignIdleScreen()
+{
+    const Qt::Alignment side = layoutDirection() == Qt::RightToLeft ? Qt::AlignLeft : Qt::AlignRight;
+    for (QLabel *label : {m_idleCaption, m_idleLabel})
+        label->setAlignment(side | Qt::AlignAbsolute | Qt::AlignVCenter);
+}
+
+void DashboardWindow::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::LayoutDirectionChange && m_idleLabel)
+        alignIdleScreen();
 }
 
 QWidget *DashboardWindow::createControls()
@@ -177,6 +219,7 @@ QWidget *DashboardWindow::createLog()
     m_sessionTree->setAlternatingRowColors(true);
     m_sessionTree->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_sessionTree->header()->setSectionsMovable(false);
+    m_sessionTree->header()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter);
     m_sessionTree->header()->setMinimumSectionSize(80);
     m_sessionTree->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
 
@@ -260,7 +303,8 @@ void DashboardWindow::changeLanguage()
 
 void DashboardWindow::addEntry(const SessionEntry &entry)
 {
-    auto *item = new QTreeWidgetItem({QTime::currentTime().toString("hh:mm:ss"), entry.direction, entry.text});
+    auto *item =
+        new QTreeWidgetItem({QTime::currentTime().toString("hh:mm:ss"), entry.direction, readable(entry.text)});
     item->setData(0, bytesRole, entry.bytes);
     m_sessionTree->addTopLevelItem(item);
     if (m_sessionTree->topLevelItemCount() > logLimit)
@@ -272,6 +316,7 @@ void DashboardWindow::addEntry(const SessionEntry &entry)
 void DashboardWindow::showIdleText(const QString &text)
 {
     m_idleLabel->setText(text);
+    m_idleCaption->setVisible(!text.isEmpty());
 }
 
 void DashboardWindow::showBytes()

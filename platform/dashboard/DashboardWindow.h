@@ -39,6 +39,9 @@ public slots:
     /// Goes on to the next language of the chooser, behind the last one to the first.
     void nextLanguage();
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private slots:
     void openToolkit();
     void changeLanguage();
@@ -52,12 +55,15 @@ private:
     QWidget *createControls();
     QWidget *createLanguageChooser();
     QWidget *createLog();
+    QWidget *createIdleScreen();
+    void alignIdleScreen();
     void connectAll();
 
     PluginHost &m_plugin;
     Session &m_session;
     QLabel *m_titleLabel = nullptr;
     QLabel *m_deviceLabel = nullptr;
+    QLabel *m_idleCaption = nullptr;
     QLabel *m_idleLabel = nullptr;
     QPushButton *m_toolkitButton = nullptr;
     QPushButton *m_deviceButton = nullptr;

@@ -2,10 +2,45 @@
 #include <QTest>
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
+#include <QtCore/QtEndian>
 
 #include <csignal>
 #include <memory>
 #include <sys/types.h>
+
+namespace
+{
+
+/// A number of the capture file's headers, as the trace writes them: the most significant byte first.
+quint32 number(const QByteArray &bytes, int at)
+{
+    return qFromBigEndian<quint32>(bytes.constData() + at);
+}
+
+QByteArray readAll(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// The number of packets in a capture file: behind its own header each has one with the length of what follows it, and
+/// then its full length. -1: the file is not whole.
+int packetsOf(const QByteArray &bytes)
+{
+    const int fileHeader = 24;
+    const int packetHeader = 16;
+    int packets = 0;
+    int at = fileHeader;
+    for (; at + packetHeader <= bytes.size(); ++packets) {
+        const quint32 length = number(bytes, at + 8);
+        if (length > 1000 || length != number(bytes, at + 12))
+            return -1;
+        at += packetHeader + static_cast<int>(length);
+    }
+    return at == bytes.size() ? packets : -1;
+}
+
+} // namespace
 
 class tst_Dashboard : public QObject
 {
@@ -23,6 +58,10 @@ private slots:
     void brokenProfileAtTheSecondAttachIsReported();
     void refusesWithoutAScreen();
     void helpNeedsNoScreen();
+    void traceIsWritten();
+    void languageChangesWhileTheWindowIsOpen_data();
+    void languageChangesWhileTheWindowIsOpen();
+    void webPageIsOnlyToldWithoutABrowser();
 
 private:
     QString write(const QString &name, const QByteArray &content) const;
@@ -30,6 +69,9 @@ private:
     bool waitForLine(const QString &start);
     void sendSignal(int number) const;
     bool waitForEnd();
+    bool press(const QStringList &keys);
+    QByteArray windowTitle() const;
+    bool pressWhen(const QByteArray &title, const QStringList &keys);
 
     QTemporaryDir m_folder;
     QProcess m_program;
@@ -162,6 +204,10 @@ void tst_Dashboard::refusalTellsWhy_data()
     QTest::newRow("text file as plug-in") << (profile + QStringList{"--plugin", text}) << 3 << "'" + text + "'";
     QTest::newRow("library as plug-in") << (profile + QStringList{"--plugin", LIBRARY_WITHOUT_PLUGIN}) << 3
                                         << "cannot be loaded as a plug-in";
+    const QString nowhere = missing + "/trace.pcap";
+    QTest::newRow("trace in a missing folder") << (profile + QStringList{"--trace", nowhere}) << 6 << nowhere + ":";
+    QTest::newRow("folder as trace") << (profile + QStringList{"--trace", m_folder.path()}) << 6
+                                     << m_folder.path() + ":";
     QTest::newRow("missing profile") << QStringList{"--profile", missing} << 4 << missing + ":";
     QTest::newRow("broken profile") << QStringList{"--profile", broken} << 4 << broken + ":";
 }
@@ -220,6 +266,84 @@ void tst_Dashboard::helpNeedsNoScreen()
     QCOMPARE(m_program.exitCode(), 0);
     QVERIFY2(m_output.contains("--callback-thread"), qPrintable(m_output));
     QCOMPARE(m_errors, QString());
+}
+
+void tst_Dashboard::traceIsWritten()
+{
+    const QString trace = m_folder.filePath("session.pcap");
+    start({"--profile", PROFILE, "--print-session", "--trace", trace});
+    QVERIFY(waitForLine("answer: SET UP IDLE MODE TEXT"));
+    const int expected = 5; // TERMINAL PROFILE, and twice FETCH and TERMINAL RESPONSE
+    QTRY_VERIFY(packetsOf(readAll(trace)) >= expected);
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_program.exitCode(), 0);
+
+    const QByteArray bytes = readAll(trace);
+    QCOMPARE(number(bytes, 0), 0xA1B2C3D4U);
+    QVERIFY2(packetsOf(bytes) >= expected, "the file is not whole");
+    QVERIFY2(bytes.contains("Aurora Mobile"), "the menu is not in it");
+}
+
+bool tst_Dashboard::press(const QStringList &keys)
+{
+    return QProcess::execute("xdotool", QStringList("key") + keys) == 0;
+}
+
+QByteArray tst_Dashboard::windowTitle() const
+{
+    QProcess look;
+    look.start("xdotool", {"getactivewindow", "getwindowname"});
+    return look.waitForFinished() ? look.readAllStandardOutput().trimmed() : QByteArray();
+}
+
+/// Presses the keys when the window with this title has the focus.
+bool tst_Dashboard::pressWhen(const QByteArray &title, const QStringList &keys)
+{
+    return QTest::qWaitFor([&] { return windowTitle() == title; }, 20000) && press(keys);
+}
+
+void tst_Dashboard::languageChangesWhileTheWindowIsOpen_data()
+{
+    QTest::addColumn<QString>("thread");
+
+    QTest::newRow("callbacks on the service's thread") << "service";
+    QTest::newRow("callbacks on the user-interface thread") << "ui";
+}
+
+/// The menu's window is over the dashboard and stays there; it hears of each language.
+void tst_Dashboard::languageChangesWhileTheWindowIsOpen()
+{
+    QFETCH(QString, thread);
+    start({"--profile", PROFILE, "--print-session", "--debug-log", "--callback-thread", thread});
+    QVERIFY(waitForLine("answer: SET UP IDLE MODE TEXT"));
+    QVERIFY(pressWhen("Dashboard", {"alt+s"}));
+    QVERIFY(waitForLine("host: opens the SIM Toolkit window"));
+    for (const char *language : {"Deutsch", "Français", "Español", "Русский", "简体中文", "العربية", "English"}) {
+        m_errors.clear();
+        QVERIFY2(pressWhen("Aurora Mobile", {"F8"}), language);
+        QVERIFY2(waitForLine(QString("host: speaks %1\n").arg(language)), language);
+        QTRY_VERIFY2(m_errors.contains("End of ../../src/STKPlugin/STKDialog: SetStkUiText"), language);
+    }
+    QVERIFY(pressWhen("Aurora Mobile", {"F9"}));
+    QVERIFY(waitForLine("host: detaches the device"));
+    QTRY_COMPARE(windowTitle(), QByteArray("Dashboard"));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(m_program.exitCode(), 0);
+}
+
+void tst_Dashboard::webPageIsOnlyToldWithoutABrowser()
+{
+    const QString profile =
+        write("web.yaml", "name: Web\nat-start:\n  - browser: {url: 'http://www.example.com/a?b=c'}\n");
+    start({"--profile", profile, "--print-session", "--no-browser"});
+    QVERIFY2(waitForLine("host: web page asked for: http://www.example.com/a?b=c\n"), qPrintable(m_output));
+    QVERIFY2(waitForLine("answer: LAUNCH BROWSER: 00"), qPrintable(m_output));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_program.exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_Dashboard)

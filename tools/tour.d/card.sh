@@ -146,7 +146,7 @@ display() {
         keys) did="goes to OK with Tab and presses Space"; key Tab space; answers "DISPLAY TEXT: 00" ;;
         cancel) did="presses Return, which is Cancel"; key Return; answers "DISPLAY TEXT: 10" ;;
         cross) did="closes it with its cross"; click_at $((width - 16)) 12; answers "DISPLAY TEXT: 10" ;;
-        waits) did="waits until it goes"; answers "DISPLAY TEXT: 00" ;;
+        waits) did="waits until it goes"; picture display-text-counts-down; answers "DISPLAY TEXT: 00" ;;
     esac
 }
 

@@ -10,7 +10,6 @@ width=0 height=0  # of it
 answered=""       # the box or input window that the user has answered: its follower is another one
 waits=0           # how often the user has made the SIM Toolkit window wait for the card
 sessions=0        # how many sessions have ended so far
-last_picture=""   # what the screen looked like then
 painter=""        # the process that writes the last picture
 
 # --- waiting ---------------------------------------------------------------------------------------------------------
@@ -60,27 +59,29 @@ finds_dashboard() {
 
 # --- pictures --------------------------------------------------------------------------------------------------------
 
-screen_hash() { xwd -root -silent | cksum; }
+shoot() { import -window root -crop "$picture_area" +repage "$out/$1.ppm" 2>/dev/null || fail "no screenshot"; }
+same() { cmp -s "$out/$1.ppm" "$out/$2.ppm"; }
 
 # The screen shows something new, and has come to rest.
 screen_settled() {
-    local now
-    now="$(screen_hash)"
-    [[ "$now" != "$last_picture" ]] || return 1
+    shoot new
+    same new last && return 1
     sleep 0.1
-    [[ "$(screen_hash)" == "$now" ]] || return 1
-    last_picture="$now"
+    shoot again
+    same new again
 }
 
 # picture NAME: of the dashboard and what is over it. It is written while the tour goes on.
 picture() {
     pictures=$((pictures + 1))
     wait_for "change on the screen" screen_settled
-    [[ -z "$painter" ]] || wait "$painter" || fail "no screenshot"
-    xwd -root -silent >"$out/screen.xwd" || fail "no screenshot"
-    convert "xwd:$out/screen.xwd" -crop "$picture_area" +repage "$out/$(printf '%03d' "$pictures")-$1.png" &
+    finish_picture
+    mv "$out/new.ppm" "$out/last.ppm"
+    convert "$out/last.ppm" "$out/$(printf '%03d' "$pictures")-$1.png" &
     painter=$!
 }
+
+finish_picture() { [[ -z "$painter" ]] || wait "$painter" || fail "no screenshot"; }
 
 # The area of the pictures: the main window with its frame.
 measure_pictures() {

@@ -36,6 +36,7 @@ private slots:
     void languagesHaveTheirOwnNames();
     void nextLanguageComesAndGoesRound();
     void arabicIsWrittenFromTheRight();
+    void arabicIsReadableInTheSession();
     void idleTextIsShown();
     void presentLanguageChosenAgainChangesNothing();
     void sessionIsShownNewestLast();
@@ -219,14 +220,26 @@ void tst_DashboardWindow::arabicIsWrittenFromTheRight()
     QCOMPARE(tree->layoutDirection(), Qt::LeftToRight); // English words and bytes
 }
 
+void tst_DashboardWindow::arabicIsReadableInTheSession()
+{
+    m_session->addHostEntry("plain \"text\", 3 items");
+    m_session->addHostEntry("mixed \"\u0639\u0631\", 3 items");
+    auto *tree = find<QTreeWidget>("sessionTree");
+    QTRY_COMPARE(tree->topLevelItemCount(), 2);
+    QCOMPARE(tree->topLevelItem(0)->text(2), QString("plain \"text\", 3 items"));
+    QCOMPARE(tree->topLevelItem(1)->text(2), QString("mixed \"\u200e\u0639\u0631\"\u200e, 3 items"));
+}
+
 void tst_DashboardWindow::idleTextIsShown()
 {
     writeProfile("name: Test\nmenu:\n  title: T\n  items:\n    - text: One\nat-start:\n  - idle-text: <i>Good</i>\n");
     auto *label = find<QLabel>("idleLabel");
     QCOMPARE(label->text(), QString());
+    QVERIFY(!find<QLabel>("idleCaptionLabel")->isVisible());
     QVERIFY(attach());
     QTRY_COMPARE(label->text(), QString("<i>Good</i>"));
     QCOMPARE(label->textFormat(), Qt::PlainText);
+    QVERIFY(find<QLabel>("idleCaptionLabel")->isVisible());
     m_window->toggleDevice();
     QCOMPARE(label->text(), QString());
 }
