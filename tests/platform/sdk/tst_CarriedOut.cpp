@@ -36,6 +36,7 @@ private slots:
     void refreshReadsTheMenuAgain();
     void refreshWithoutMenuReadsNone();
     void refreshResetsTheCard();
+    void menuIsGoneWithTheReset();
     void refreshOfACardThatDoesNotComeBack();
     void refreshDataStaysReadable();
 
@@ -458,6 +459,14 @@ void tst_CarriedOut::refreshResetsTheCard()
     m_script->answers("9000");
     QCOMPARE(MDSV_STKSrv_SelectMenuItem(1, 1), 0);
     QVERIFY(waitFor([] { return events::count("STK 99") == 2; }));
+}
+
+void tst_CarriedOut::menuIsGoneWithTheReset()
+{
+    QVERIFY(choose(commands::refreshReset, [](Script &card) { card.answers("9000", 2); }));
+    QVERIFY(waitForEvent("STK 99"));
+    MDSVStkMainMenu menu;
+    QCOMPARE(MDSV_STKSrv_GetMainMenu(&menu), number(Status::NoMenu));
 }
 
 void tst_CarriedOut::refreshOfACardThatDoesNotComeBack()
