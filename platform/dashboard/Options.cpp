@@ -120,7 +120,7 @@ QString readLimits(const QCommandLineParser &parser, Options *options)
 {
     for (const QString &text : parser.values("response-limit")) {
         ResponseLimit limit = {};
-        const QString reason = readResponseLimit(text, &limit);
+        QString reason = readResponseLimit(text, &limit);
         if (!reason.isEmpty())
             return reason;
         options->responseLimits.push_back(limit);
@@ -143,7 +143,7 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
 {
     if (!parser.positionalArguments().isEmpty())
         return QString("unexpected argument '%1'").arg(parser.positionalArguments().constFirst());
-    const QString limitReason = readLimits(parser, options);
+    QString limitReason = readLimits(parser, options);
     if (!limitReason.isEmpty())
         return limitReason;
     if (parser.isSet("trace") && parser.value("trace").isEmpty())
