@@ -200,7 +200,7 @@ void tst_DashboardWindow::nextLanguageComesAndGoesRound()
     const QStringList codes = core::languages();
     for (int i = 1; i <= codes.size(); ++i) {
         m_window->nextLanguage();
-        const QString code = codes.at(i % codes.size());
+        const QString &code = codes.at(i % codes.size());
         QCOMPARE(core::language(), code);
         QCOMPARE(chooser->currentData().toString(), code);
         QCOMPARE(calls().mid(2 * (i - 1)), QStringList({"ChangeLang " + code, "Notify 320 0 0"}));
