@@ -437,8 +437,8 @@ void tst_MenuRoad::theDemonstrationCard()
 {
     QVERIFY(m_world->attach("../../profiles/demo.yaml")); // in place of the other one
     TRY_SHOWN("no window");
-    QTRY_VERIFY(m_world->exchanges().contains(QString("SET UP MENU: ") + DONE));
-    QVERIFY(m_world->show(6));
+    QTRY_VERIFY(m_world->exchanges().contains(QString("SET UP IDLE MODE TEXT: ") + DONE));
+    QVERIFY(m_world->show(7));
     QVERIFY(choose(2));
     TRY_SHOWN(QString::fromUtf8("Languages: Русский, 中文, العربية, Ελληνικά, English"));
     TRY_IDLE();
