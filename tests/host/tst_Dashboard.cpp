@@ -235,6 +235,7 @@ void tst_Dashboard::brokenProfileAtTheSecondAttachIsReported()
     QVERIFY(waitForLine("answer: SET UP MENU"));
     write("changing.yaml", "menu: [\n");
     sendSignal(SIGUSR1);
+    QVERIFY(waitForLine("host: detaches the device")); // signals sent together may arrive on two threads
     sendSignal(SIGUSR2);
     QVERIFY(waitForLine("host: the device cannot be attached: " + profile + ":"));
     sendSignal(SIGTERM);
