@@ -397,9 +397,13 @@ void STKInputDlg::onButtonClickOk()
 /// The card did not take the answer: the frame stays for another try.
 void STKInputDlg::showRefused()
 {
+    const QPointer<ExtendLineEdit> pField(m_pLineEditInput);
     CommonUtils::ShowMessage(QMessageBox::Information, m_pInputExtendDlg, tr(QString::fromLatin1("IDS_STK_MSG_PROMPT")),
                              tr(QString::fromLatin1("IDS_STK_MSG_INPUTFAILED")), QString::fromLatin1("IDS_OK"),
                              QString(), QString(), true, Qt::WindowCloseButtonHint, 0, QString::fromLatin1(""), true);
+    // From the OK button, which an empty field disables, the focus would move to Cancel, and Return with it.
+    if (pField)
+        pField->setFocus(Qt::OtherFocusReason);
 }
 
 void STKInputDlg::onButtonClickCancel()
