@@ -23,6 +23,10 @@ RoadWorld::RoadWorld(bool onUiThread) : host(new QWidget), dialog(nullptr)
     host->resize(900, 600);
     host->show();
     core::setMainWindow(host);
+    core::setUrlOpener([this](const QString &url) {
+        m_page = url;
+        return true;
+    });
     sdk::setExchangeListener([this](const sdk::Exchange &exchange) {
         QMutexLocker lock(&m_mutex);
         m_exchanges << QString::fromStdString(exchange.text);
@@ -53,6 +57,7 @@ QStringList RoadWorld::end()
     delete m_thread; // the window leaves a thread that is not running undeleted
     delete host;
     core::setMainWindow(nullptr);
+    core::setUrlOpener(core::UrlOpener());
     return support::leftovers();
 }
 
@@ -129,4 +134,9 @@ void RoadWorld::forget()
     QMutexLocker lock(&m_mutex);
     m_exchanges.clear();
     m_bytes.clear();
+}
+
+QString RoadWorld::openedPage() const
+{
+    return m_page;
 }

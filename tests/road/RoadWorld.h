@@ -48,6 +48,9 @@ public:
 
     void forget();
 
+    /// The address of the last page that the window has opened; no browser is started.
+    QString openedPage() const;
+
     QPointer<QWidget> host;
     STKDialog *dialog;
 
@@ -55,6 +58,7 @@ private:
     mutable QMutex m_mutex;
     QStringList m_exchanges;
     QStringList m_bytes;
+    QString m_page;
     QObject m_uiThread; ///< whose thread posted callbacks run on
     QPointer<STKThread> m_thread;
 };
