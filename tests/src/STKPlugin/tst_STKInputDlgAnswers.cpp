@@ -57,7 +57,8 @@ private slots:
     void closeFromOutside();
     void closeFromOutsideWithoutAFrame();
     void hiddenFromOutsideAnswersNothing();
-    void returnInTheFieldClosesTheFrame();
+    void returnInTheFieldPressesOk();
+    void returnBeforeAnythingIsTypedDoesNothing();
 
     void timeOutAnswersLikeCancel();
     void timeOutOfAKeyRequest();
@@ -409,13 +410,28 @@ void tst_STKInputDlgAnswers::hiddenFromOutsideAnswersNothing()
     QVERIFY(!w.dialog->IsDialogCreated());
 }
 
-void tst_STKInputDlgAnswers::returnInTheFieldClosesTheFrame()
+void tst_STKInputDlgAnswers::returnInTheFieldPressesOk()
 {
-    // The frame's own close button is its default one.
     InputWorld &w = *m_world;
-    QVERIFY(w.show([&] { QTest::keyClick(w.field(), Qt::Key_Return); }));
+    QVERIFY(w.show([&] {
+        QTest::keyClicks(w.field(), "typed");
+        QTest::keyClick(w.field(), Qt::Key_Return);
+    }));
+    QCOMPARE(w.answers(), QStringList({"AnswerInput(0, 1, \"typed\")"}));
+    QVERIFY(!w.dialog->GetBtnClicked());
+}
+
+void tst_STKInputDlgAnswers::returnBeforeAnythingIsTypedDoesNothing()
+{
+    InputWorld &w = *m_world;
+    QStringList afterReturn("not looked at");
+    QVERIFY(w.show([&] {
+        QTest::keyClick(w.field(), Qt::Key_Return);
+        afterReturn = w.answers();
+        w.cancel()->click();
+    }));
+    QCOMPARE(afterReturn, QStringList());
     QCOMPARE(w.answers(), CANCELLED);
-    QVERIFY(w.dialog->GetBtnClicked());
 }
 
 // ---------------------------------------------------------------- the timer
