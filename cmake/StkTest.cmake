@@ -1,12 +1,13 @@
 # stk_add_test(<class> KIND unit|window|road|plugin|host SOURCES <file>... [LIBRARIES <target>...]
-#              [TIMEOUT <seconds>] [ENVIRONMENT <NAME=value>...])
+#              [TIMEOUT <seconds>] [ENVIRONMENT <NAME=value>...] [LONG])
 #
 # One QtTest program tst_<class>, registered with CTest under the same name and labelled with its kind. `unit` tests
-# run on the offscreen platform; the other kinds run in a real window, in an X server of their own.
+# run on the offscreen platform; the other kinds run in a real window, in an X server of their own. One that takes
+# minutes is LONG: labelled so, and left out unless ./check --long asks for it.
 find_package(Qt5 5.15 REQUIRED COMPONENTS Test)
 
 function(stk_add_test name)
-  cmake_parse_arguments(ARG "" "KIND;TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "LONG" "KIND;TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
   if(NOT ARG_KIND MATCHES "^(unit|window|road|plugin|host)$")
     message(FATAL_ERROR "stk_add_test(${name}): unknown kind '${ARG_KIND}'")
   endif()
@@ -26,6 +27,10 @@ function(stk_add_test name)
     # Widgets need no OpenGL, whose drivers are slow to load and leak a little.
     list(APPEND ARG_ENVIRONMENT "QT_QPA_PLATFORM=xcb" "QT_XCB_GL_INTEGRATION=none")
   endif()
+  set(labels ${ARG_KIND})
+  if(ARG_LONG)
+    list(APPEND labels long)
+  endif()
   set_tests_properties(tst_${name} PROPERTIES
-    TIMEOUT ${ARG_TIMEOUT} LABELS ${ARG_KIND} ENVIRONMENT "${ARG_ENVIRONMENT}")
+    TIMEOUT ${ARG_TIMEOUT} LABELS "${labels}" ENVIRONMENT "${ARG_ENVIRONMENT}")
 endfunction()
