@@ -227,12 +227,12 @@ bool STKInputDlg::initUI(QWidget *parent)
     }
     m_pInputExtendDlg->Instantiate(this);
     m_pInputExtendDlg->AddMainWidget(m_pMainWidget);
-    m_pBtnOk->setDefault(true); // Return in the field confirms; the frame's own default would close, that is cancel
     SetStkInputUiText();
     m_pLineEditInput->setFixedSize(FIELD_WIDTH, FIELD_HEIGHT);
     m_pLabelText->setFixedWidth(FIELD_WIDTH);
     m_pLabelText->setWordWrap(true);
     setStkInputUiLayout();
+    m_pBtnOk->setDefault(true); // Return in the field confirms; the frame's own default would close, that is cancel
     setStkInputObjectName();
     setInitSetting();
     connectWidgets();

@@ -7,6 +7,7 @@
 #include "platform/core/RealInput.h"
 #include "support/ModalDriver.h"
 
+#include <QtCore/QTimer>
 #include <QtTest/QtTest>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QLineEdit>
@@ -72,6 +73,7 @@ private slots:
 
     void inputDialog_data();
     void inputDialog();
+    void returnInTheFieldPressesOk();
     void everythingFitsIntoTheInputDialog();
 
 private:
@@ -204,6 +206,36 @@ void tst_DialogRoad::inputDialog()
     QVERIFY(!dialog->IsDialogCreated());
     QCOMPARE(dialog->GetLastError(), -1); // there is no card that could take the answer
     QVERIFY(!QWidget::keyboardGrabber());
+}
+
+void tst_DialogRoad::returnInTheFieldPressesOk()
+{
+    STKInputDlg *dialog = STKInputDlg::StkInputDlgInstance();
+    const StkInKeyRequest request = {"Code?", 2, 0, 0, 1, 2, 4, ""};
+    dialog->SetInputRequest(request);
+    bool isRefused = false;
+    // There is no card that could take the answer: OK is pressed, and refused with a message.
+    QTimer closer;
+    connect(&closer, &QTimer::timeout, [&] {
+        QWidget *modal = QApplication::activeModalWidget();
+        if (modal && modal->findChild<WsMessageBox *>()) {
+            isRefused = true;
+            modal->close();
+        }
+    });
+    closer.start(20);
+    ModalDriver driver(BUDGET_MS);
+    driver.on<ExtendDialog>([&](ExtendDialog *frame) {
+        realinput::waitForKeyboard(frame);
+        for (const char *key : {"1", "2", "Return"})
+            realinput::key(key);
+        const bool isSeen = QTest::qWaitFor([&] { return isRefused; }, BUDGET_MS / 2);
+        Q_UNUSED(isSeen)
+        dialog->CloseDlg();
+    });
+    dialog->ShowStkInputDlg(m_world->host);
+    QVERIFY(driver.isDone());
+    QVERIFY(isRefused);
 }
 
 void tst_DialogRoad::everythingFitsIntoTheInputDialog()
