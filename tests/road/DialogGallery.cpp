@@ -8,6 +8,7 @@
 
 #include <QtCore/QDir>
 #include <QtGui/QScreen>
+#include <QtGui/QWindow>
 #include <QtTest/QtTest>
 #include <QtWidgets/QApplication>
 
@@ -18,7 +19,6 @@ namespace
 
 const int LIMIT_MS = 120000;
 const int SETTLE_MS = 400; ///< from the dialog's first sight until it has been painted and activated
-const int MARGIN = 6;
 
 struct Language {
     const char *code;
@@ -75,19 +75,19 @@ QStringList Gallery::script() const
     const QString letter = m_language.letter;
     const QString outsider = m_language.outsider;
     const QList<QStringList> dialogs = {
-        {"do await text", "do shoot 1-text", "do key Escape"},
-        {"do await count-down", "do shoot 2-timed-text", "do key Escape"},
-        {"do await input", "do type " + letter, "do shoot 3-key", "do key Escape"},
-        {"do await input", "do shoot 4-digits-empty", "do type 25", "do shoot 4-digits", "do key Escape"},
-        {"do await input", "do type 1234", "do shoot 5-hidden", "do key Escape"},
-        {"do await text", "do shoot 6-yes-no", "do key Escape"},
-        {"do await input", "do type " + outsider, "do key Return", "do await text", "do shoot 7-refused",
+        {"do await text", "do shoot 01-text", "do key Escape"},
+        {"do await count-down", "do shoot 02-timed-text", "do key Escape"},
+        {"do await input", "do type " + letter, "do shoot 03-key", "do key Escape"},
+        {"do await input", "do shoot 04-digits-empty", "do type 25", "do shoot 04-digits", "do key Escape"},
+        {"do await input", "do type 1234", "do shoot 05-hidden", "do key Escape"},
+        {"do await text", "do shoot 06-yes-no", "do key Escape"},
+        {"do await input", "do type " + outsider, "do key Return", "do await text", "do shoot 07-refused",
          "do key Escape", "do await input", "do key Escape"},
-        {"do await text", "do shoot 8-long-text", "do key Escape"},
-        {"do await input", "do shoot 9-long-question", "do key Escape"},
+        {"do await text", "do shoot 08-long-text", "do key Escape"},
+        {"do await input", "do shoot 09-long-question", "do key Escape"},
         {"do await 3 rows", "do shoot 10-long-menu", "do back", "do await 10 rows"},
     };
-    QStringList lines = {"do shoot 0-menu"};
+    QStringList lines = {"do shoot 00-menu"};
     for (int i = 0; i < dialogs.size(); ++i) {
         lines << "do select " + itemName(i) << dialogs.at(i);
         if (i + 1 < dialogs.size())
@@ -96,18 +96,21 @@ QStringList Gallery::script() const
     return lines;
 }
 
-/// The uppermost window as it is on the screen, with what is right behind it, once it has settled.
+/// The uppermost window as it is on the screen, once it has settled.
 bool Gallery::shoot(const QString &name)
 {
+    QWidget *window = QApplication::activeModalWidget();
+    if (!window || !window->isActiveWindow() || !window->windowHandle()->isExposed()) {
+        if (window)
+            window->activateWindow(); // the window manager has not always done it when a dialog has gone
+        return false;
+    }
     if (!m_settling.isValid())
         m_settling.start();
-    const QWidget *window = QApplication::activeModalWidget();
-    if (m_settling.elapsed() < SETTLE_MS || !window)
+    if (m_settling.elapsed() < SETTLE_MS)
         return false;
     m_settling.invalidate();
-    const QRect place = window->frameGeometry().adjusted(-MARGIN, -MARGIN, MARGIN, MARGIN);
-    const QPixmap picture =
-        QApplication::primaryScreen()->grabWindow(0, place.x(), place.y(), place.width(), place.height());
+    const QPixmap picture = QApplication::primaryScreen()->grabWindow(window->winId());
     const QString file = m_folder + '/' + m_language.code + '-' + name + ".png";
     if (!picture.save(file))
         std::fprintf(stderr, "%s cannot be written\n", qPrintable(file));
@@ -135,8 +138,7 @@ bool Gallery::fill()
     const bool isOver = QTest::qWaitFor([&] { return user.isOver(); }, LIMIT_MS);
     const bool isDone = isOver && user.record() == lines;
     if (!isDone)
-        std::fprintf(stderr, "%s: stopped after \"%s\", where there is: %s\n", m_language.code,
-                     qPrintable(user.record().value(user.record().size() - 1)), qPrintable(user.view()));
+        std::fprintf(stderr, "%s: stopped in %s\n", m_language.code, qPrintable(user.record().join("; ")));
     return isDone;
 }
 
