@@ -1,13 +1,14 @@
 # stk_add_test(<class> KIND unit|window|road|plugin|host SOURCES <file>... [LIBRARIES <target>...]
-#              [TIMEOUT <seconds>] [ENVIRONMENT <NAME=value>...] [LONG])
+#              [TIMEOUT <seconds>] [ENVIRONMENT <NAME=value>...] [SHARDS <count>])
 #
 # One QtTest program tst_<class>, registered with CTest under the same name and labelled with its kind. `unit` tests
-# run on the offscreen platform; the other kinds run in a real window, in an X server of their own. One that takes
-# minutes is LONG: labelled so, and left out unless ./check --long asks for it.
+# run on the offscreen platform; the other kinds run in a real window, in an X server of their own. A program with
+# SHARDS is registered that many times, as tst_<class>-1 and so on; each run takes its share of the data rows, which
+# STK_TEST_SHARD names to it ("1/4" for the first of four).
 find_package(Qt5 5.15 REQUIRED COMPONENTS Test)
 
 function(stk_add_test name)
-  cmake_parse_arguments(ARG "LONG" "KIND;TIMEOUT" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "" "KIND;TIMEOUT;SHARDS" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
   if(NOT ARG_KIND MATCHES "^(unit|window|road|plugin|host)$")
     message(FATAL_ERROR "stk_add_test(${name}): unknown kind '${ARG_KIND}'")
   endif()
@@ -20,17 +21,22 @@ function(stk_add_test name)
   target_link_libraries(tst_${name} PRIVATE stk::warnings Qt5::Test ${ARG_LIBRARIES})
 
   if(ARG_KIND STREQUAL "unit")
-    add_test(NAME tst_${name} COMMAND tst_${name})
+    set(command tst_${name})
     list(APPEND ARG_ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
   else()
-    add_test(NAME tst_${name} COMMAND "${PROJECT_SOURCE_DIR}/tools/with-display" $<TARGET_FILE:tst_${name}>)
+    set(command "${PROJECT_SOURCE_DIR}/tools/with-display" $<TARGET_FILE:tst_${name}>)
     # Widgets need no OpenGL, whose drivers are slow to load and leak a little.
     list(APPEND ARG_ENVIRONMENT "QT_QPA_PLATFORM=xcb" "QT_XCB_GL_INTEGRATION=none")
   endif()
-  set(labels ${ARG_KIND})
-  if(ARG_LONG)
-    list(APPEND labels long)
+  if(ARG_SHARDS)
+    foreach(shard RANGE 1 ${ARG_SHARDS})
+      add_test(NAME tst_${name}-${shard} COMMAND ${command})
+      set_tests_properties(tst_${name}-${shard} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS ${ARG_KIND}
+        ENVIRONMENT "${ARG_ENVIRONMENT};STK_TEST_SHARD=${shard}/${ARG_SHARDS}")
+    endforeach()
+  else()
+    add_test(NAME tst_${name} COMMAND ${command})
+    set_tests_properties(tst_${name} PROPERTIES
+      TIMEOUT ${ARG_TIMEOUT} LABELS ${ARG_KIND} ENVIRONMENT "${ARG_ENVIRONMENT}")
   endif()
-  set_tests_properties(tst_${name} PROPERTIES
-    TIMEOUT ${ARG_TIMEOUT} LABELS "${labels}" ENVIRONMENT "${ARG_ENVIRONMENT}")
 endfunction()
