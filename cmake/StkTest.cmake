@@ -7,6 +7,12 @@
 # STK_TEST_SHARD names to it ("1/4" for the first of four).
 find_package(Qt5 5.15 REQUIRED COMPONENTS Test)
 
+# What takes most of the time in compiling a test is reading Qt's headers: they are read once. Sources include what they
+# use all the same; with CMAKE_DISABLE_PRECOMPILE_HEADERS they are built as they stand.
+add_library(stk_test_headers OBJECT "${PROJECT_SOURCE_DIR}/tests/support/TestHeaders.cpp")
+target_link_libraries(stk_test_headers PRIVATE stk::warnings Qt5::Core)
+target_precompile_headers(stk_test_headers PRIVATE <QtCore/QtCore> <functional> <memory> <string> <vector>)
+
 function(stk_add_test name)
   cmake_parse_arguments(ARG "" "KIND;TIMEOUT;SHARDS" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
   if(NOT ARG_KIND MATCHES "^(unit|window|road|plugin|host)$")
@@ -19,6 +25,9 @@ function(stk_add_test name)
   add_executable(tst_${name} ${ARG_SOURCES})
   target_include_directories(tst_${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(tst_${name} PRIVATE stk::warnings Qt5::Test ${ARG_LIBRARIES})
+  if(NOT ARG_SOURCES MATCHES "\\.c(;|$)") # CMake wants precompiled headers for every language of a target
+    target_precompile_headers(tst_${name} REUSE_FROM stk_test_headers)
+  endif()
 
   if(ARG_KIND STREQUAL "unit")
     set(command tst_${name})

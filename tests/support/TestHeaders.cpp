@@ -1,0 +1,1 @@
+// Precompiled headers need a source file to be built with.
