@@ -51,8 +51,9 @@ const QList<Kind> &kinds()
          QStringList("do type 1234") + ok,
          false},
         {"Question", "22", "see text \"Sure?\" [Yes*] [No]", yes, yes, false},
+        {"Timed ask", "22", "see text \"Sure?\" [Yes*] [No]", yes, yes, false},
         {"Tone", "20", "see tone", {}, {"see silence"}, true},
-        {"Sub-menu", "24", "see menu \"More\": One, back", {}, {"do select One"}, false},
+        {"Menu", "24", "see menu \"More\": One, back", {}, {"do select One"}, false},
     };
     return all;
 }
@@ -108,7 +109,7 @@ private slots:
     void closedByTheFrameThreeTimes();
 
 private:
-    void plug(const QString &profile);
+    bool plug(const QString &profile);
     bool openWindow();
     void follow(const QStringList &script, const QStringList &expected);
     QStringList answered() const { return answers(m_log.lines()); }
@@ -135,10 +136,10 @@ void tst_InterruptedRoad::init()
     m_log.forget();
     // Connected behind the window's own slot: it has run when this counts.
     connect(STKLogic::CreateInstance(), &STKLogic::STKEndSession, this, [this] { ++m_ends; });
-    plug("interrupted.yaml");
+    QVERIFY(plug("interrupted.yaml"));
     QTRY_COMPARE_WITH_TIMEOUT(answered(), QStringList(SET_UP_MENU), LIMIT_MS);
     QTRY_VERIFY_WITH_TIMEOUT(m_log.isAtRest(), LIMIT_MS);
-    QVERIFY(m_world->show(16));
+    QVERIFY(m_world->show(18));
     m_mainMenu = ScriptedUser(m_world.get(), {}).view();
     m_log.forget();
     m_ends = 0;
@@ -152,12 +153,16 @@ void tst_InterruptedRoad::cleanup()
     QVERIFY2(problems.isEmpty(), qPrintable(problems.join("; ")));
 }
 
-void tst_InterruptedRoad::plug(const QString &profile)
+bool tst_InterruptedRoad::plug(const QString &profile)
 {
     std::string error;
     auto card = sdk::openVirtualCard(QFile::encodeName(QFINDTESTDATA(profile)).toStdString(), &error);
-    QVERIFY2(card, error.c_str());
+    if (!card) {
+        qWarning("%s", error.c_str());
+        return false;
+    }
     sdk::attachDevice(std::make_unique<RecordingCard>(std::move(card), &m_log, &m_hasNetwork));
+    return true;
 }
 
 /// False: the card is not ready yet.
@@ -177,20 +182,17 @@ void tst_InterruptedRoad::follow(const QStringList &script, const QStringList &e
         sdk::detachDevice();
         return true;
     });
-    person.teach("plug", [this] {
-        plug("interrupted.yaml");
-        return true;
-    });
-    person.teach("plug another", [this] {
-        plug("welcome.yaml");
-        return true;
-    });
+    person.teach("plug", [this] { return plug("interrupted.yaml"); });
+    person.teach("plug another", [this] { return plug("welcome.yaml"); });
     person.teach("lose the window", [this] { return !m_world->frame(); });
     person.teach("open", [this] { return openWindow(); });
+    QElapsedTimer clock;
+    clock.start();
+    person.teach("let four seconds pass", [&clock] { return clock.hasExpired(4000); });
     person.teach("wait for the end", [this] { return m_ends > 0 && m_ends--; });
     QTRY_VERIFY_WITH_TIMEOUT(person.isOver(), SCRIPT_LIMIT_MS);
     (void)QTest::qWaitFor([&] { return answered() == expected; }, 2000); // compared below
-    QCOMPARE(person.record(), script);
+    QVERIFY2(person.record() == script, qPrintable(person.record().join('\n')));
     QCOMPARE(answered(), expected);
 }
 
@@ -222,6 +224,8 @@ void tst_InterruptedRoad::theSessionEnds_data()
     QTest::addColumn<QStringList>("script");
     QTest::addColumn<QStringList>("expected");
     for (const Kind &kind : kinds()) {
+        if (QString("Timed ask") == kind.item)
+            continue; // ended by the window before the card is told anything
         // A timed text clears itself in its own time, a second after the card has been told that nobody answers.
         const bool isTimed = QString("Timed text") == kind.item;
         QTest::newRow(kind.item) << opened(kind) + QStringList("do wait for the end") +
@@ -253,25 +257,28 @@ void tst_InterruptedRoad::oneOverAnother_data()
         const QString item = QString(name).section(',', 0, 0);
         QTest::newRow(name) << QStringList("do select " + item) + script << expected;
     };
-    row("Text over text, OK", {second, "do click OK", menu}, {"21:00", "21:00"});
-    row("Text over text, Cancel", {second, "do click Cancel", menu}, {"21:00", "21:10"});
-    row("Text over text, close", {second, "do close", menu}, {"21:00", "21:10"});
-    row("Timed over text, nothing", {"see text \"Second\" [OK = 2] [Cancel*]", menu}, {"21:00", "21:00"});
-    row("Timed over text, Cancel", {second, "do click Cancel", menu}, {"21:00", "21:10"});
-    row("Text over timed, OK", {second, "do click OK", menu}, {"21:00", "21:00"});
-    row("Text over timed, Cancel", {second, "do click Cancel", menu}, {"21:00", "21:10"});
-    row("Timed over timed, nothing", {"see text \"Second\" [OK = 2] [Cancel*]", menu}, {"21:00", "21:00"});
-    row("Timed over timed, OK", {second, "do click OK", menu}, {"21:00", "21:00"});
-    row("Digits over text, OK", {digits, "do type 12", "do click OK", first, "do click OK", menu}, {"21:00", "23:00"});
-    row("Digits over text, Cancel", {digits, "do click Cancel", first, "do click Cancel", menu}, {"21:00", "23:10"});
-    row("Digits over text, unplugged", {digits, "do unplug", "do lose the window", first, "do click OK"},
+    row("Text on text, OK", {second, "do click OK", menu}, {"21:00", "21:00"});
+    row("Text on text, Cancel", {second, "do click Cancel", menu}, {"21:00", "21:10"});
+    row("Text on text, close", {second, "do close", menu}, {"21:00", "21:10"});
+    row("Timed on text, nothing", {"see text \"Second\" [OK = 2] [Cancel*]", menu}, {"21:00", "21:00"});
+    row("Timed on text, Cancel", {second, "do click Cancel", menu}, {"21:00", "21:10"});
+    row("Text on timed, OK", {second, "do click OK", menu}, {"21:00", "21:00"});
+    row("Text on timed, OK after the first one's time",
+        {second, "do let four seconds pass", second, "do click OK", menu}, {"21:00", "21:00"});
+    row("Text on timed, Cancel", {second, "do click Cancel", menu}, {"21:00", "21:10"});
+    row("Timed on timed, nothing", {"see text \"Second\" [OK = 2] [Cancel*]", menu}, {"21:00", "21:00"});
+    row("Timed on timed, OK", {second, "do click OK", menu}, {"21:00", "21:00"});
+    row("Three texts, nothing", {"see text \"Third\" [OK = 2] [Cancel*]", menu}, {"21:00", "21:00", "21:00"});
+    row("Digits on text, OK", {digits, "do type 12", "do click OK", first, "do click OK", menu}, {"21:00", "23:00"});
+    row("Digits on text, Cancel", {digits, "do click Cancel", first, "do click Cancel", menu}, {"21:00", "23:10"});
+    row("Digits on text, unplugged", {digits, "do unplug", "do lose the window", first, "do click OK"},
         {"21:00", "23:-"});
-    row("Key over timed, OK",
+    row("Key on timed, OK",
         {"see input \"Key?\" \"\" max 1 [OK off*] [Cancel]", "do type k", "do click OK", "do click OK", menu},
         {"21:00", "22:00"});
-    row("Question over text, Yes", {"see text \"Sure?\" [Yes*] [No]", "do click Yes", first, "do click OK", menu},
+    row("Question on text, Yes", {"see text \"Sure?\" [Yes*] [No]", "do click Yes", first, "do click OK", menu},
         {"21:00", "22:00"});
-    row("Tone over text, OK", {"see tone", first, "do click OK", "see silence", menu}, {"21:00", "20:00"});
+    row("Tone on text, OK", {"see tone", first, "do click OK", "see silence", menu}, {"21:00", "20:00"});
 }
 
 void tst_InterruptedRoad::oneOverAnother()
