@@ -40,6 +40,8 @@ private slots:
 
     void withoutLogicNothingIsAnswered_data();
     void withoutLogicNothingIsAnswered();
+    void slotsLogTheirStartAndEnd_data();
+    void slotsLogTheirStartAndEnd();
     void aRefusedCommandBringsTheMainMenuBack();
     void aRefusalOnTheLibrarysThreadMeetsTheNextCommand();
 
@@ -146,6 +148,31 @@ void tst_STKDialogCommands::withoutLogicNothingIsAnswered()
     QCOMPARE(w.log.debug().value(0), logged::start(slot.toLatin1().constData()));
     QVERIFY2(w.log.debug().size() >= 2, "the missing object is not logged");
     QVERIFY(w.log.debug().at(1) != logged::end(slot.toLatin1().constData()));
+}
+
+void tst_STKDialogCommands::slotsLogTheirStartAndEnd_data()
+{
+    QTest::addColumn<QByteArray>("slot");
+    for (const char *slot :
+         {"onSTKSetupCall", "onSTKSendSMS", "onSTKSendSS", "onSTKSendUSSD", "onSTKRefresh", "onSTKLaunchBrowser",
+          "onSTKSetupIdleModeText", "onSTKSetupMenu", "onSTKSelItem", "onSTKEndSession", "onShowMainMenu",
+          "onCloseInputDlg", "onChangeCursor", "onSTKTimeOut", "onSTKPlayToneTimeOut"})
+        QTest::newRow(slot) << QByteArray(slot);
+}
+
+void tst_STKDialogCommands::slotsLogTheirStartAndEnd()
+{
+    QFETCH(QByteArray, slot);
+    DialogWorld &w = *m_world;
+    w.sdk.setBrowser(0, "");
+    w.sdk.setIdleText("Idle");
+    w.logic->SetResponseVar(true);
+    w.forget();
+    QVERIFY(QMetaObject::invokeMethod(w.dialog, slot.constData(), Qt::DirectConnection));
+    QCOMPARE(logged::linesOf(w.log, slot.constData()),
+             QStringList({logged::start(slot.constData()), logged::end(slot.constData())}));
+    QCOMPARE(w.log.debug().first(), logged::start(slot.constData()));
+    QCOMPARE(w.log.debug().last(), logged::end(slot.constData()));
 }
 
 void tst_STKDialogCommands::aRefusedCommandBringsTheMainMenuBack()

@@ -49,6 +49,8 @@ private slots:
     void answerInTheDialog();
     void refusedAnswer_data();
     void refusedAnswer();
+    void everyStartHasItsEnd_data();
+    void everyStartHasItsEnd();
     void waitBeginsBeforeTheVerdict_data();
     void waitBeginsBeforeTheVerdict();
     void requestReachesTheDialog();
@@ -250,6 +252,33 @@ void tst_STKDialogInput::refusedAnswer()
     QCOMPARE(takeCursors().size(), waits ? 1 : 0);
     QCOMPARE(verdicts(w), ACCEPTED); // the dialog has shown the failure: the command was handled
     QCOMPARE(journal::count("MDSV_STKSrv_SendNoDataResponse"), 0);
+}
+
+void tst_STKDialogInput::everyStartHasItsEnd_data()
+{
+    QTest::addColumn<QString>("way");
+    for (const char *way : {"BTN_OK", "BTN_CANCEL", "close button", "Escape"})
+        QTest::newRow(way) << QString(way);
+}
+
+/// Of the window's and the dialog's functions, when nothing goes wrong.
+void tst_STKDialogInput::everyStartHasItsEnd()
+{
+    QFETCH(QString, way);
+    QVERIFY(ask(MDSV_STKTYPE_GET_INPUT, {typeAndLeave("Ann", way)}));
+    QStringList starts;
+    QStringList ends;
+    const QRegularExpression line("^(Start|End) of ../../src/STKPlugin/(STKDialog|STKInputDlg): (\\w+): <time>: $");
+    for (const QString &each : m_world->log.debug()) {
+        const QRegularExpressionMatch match = line.match(each);
+        if (match.hasMatch())
+            (match.captured(1) == "Start" ? starts : ends) << match.captured(3);
+    }
+    starts.sort();
+    ends.sort();
+    QVERIFY(starts.contains("onSTKGetInput") && starts.contains("ShowStkInputDlg"));
+    QVERIFY(starts.contains("onTextEdited") && starts.contains("closeEvent"));
+    QCOMPARE(ends, starts);
 }
 
 void tst_STKDialogInput::waitBeginsBeforeTheVerdict_data()

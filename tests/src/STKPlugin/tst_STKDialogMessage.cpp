@@ -38,6 +38,14 @@ void closeFrame(QWidget *frame)
 }
 } // namespace
 
+/// Stands in for Qt's own, whose sound nobody could look at.
+static int s_beeps = 0;
+
+void QApplication::beep()
+{
+    ++s_beeps;
+}
+
 class tst_STKDialogMessage : public QObject
 {
     Q_OBJECT
@@ -48,6 +56,7 @@ private slots:
 
     void callsTheHostInOrder();
     void boxAndFrameAreAsGiven();
+    void beepsBeforeItShows();
     void withoutAMainWindow();
     void textIsShownAsItIs_data();
     void textIsShownAsItIs();
@@ -172,6 +181,18 @@ void tst_STKDialogMessage::boxAndFrameAreAsGiven()
     QVERIFY(seen.inFrame);
     QVERIFY(seen.members);
     QVERIFY(seen.sizeConnected);
+}
+
+void tst_STKDialogMessage::beepsBeforeItShows()
+{
+    int beeps = -1;
+    s_beeps = 0;
+    show("Hello", [&](QWidget *frame) {
+        beeps = s_beeps;
+        frame->close();
+    });
+    QCOMPARE(beeps, 1);
+    QCOMPARE(s_beeps, 1);
 }
 
 void tst_STKDialogMessage::withoutAMainWindow()

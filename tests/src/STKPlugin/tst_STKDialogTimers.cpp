@@ -69,6 +69,7 @@ private slots:
 
     void endOfSession_data();
     void endOfSession();
+    void endOfSessionRunsInOrder();
     void endOfSessionDoesNotReadTheMenu();
     void endOfSessionWithoutLogic();
     void endOfSessionClosesTheInputDialog();
@@ -578,6 +579,20 @@ void tst_STKDialogTimers::endOfSession()
     QCOMPARE(w.menuState(), QString("STK_MAINMENU"));
     QVERIFY(!w.back()->isEnabled());
     QVERIFY(w.log.debug().contains("Updated vale is 1, ../../src/STKPlugin/STKLogic: UpdateCBReturnVal: <time>: "));
+}
+
+void tst_STKDialogTimers::endOfSessionRunsInOrder()
+{
+    DialogWorld &w = *m_world;
+    showInput([&w] {
+        w.log.clear();
+        w.dialog->onSTKEndSession();
+    });
+    const QStringList order = logged::started(w.log, nullptr);
+    const int atClose = order.indexOf("STKInputDlg::CloseDlg");
+    const int atMenu = order.indexOf("STKDialog::showMainMenu");
+    const int atVerdict = order.indexOf("STKLogic::UpdateCBReturnVal");
+    QVERIFY2(0 < atClose && atClose < atMenu && atMenu < atVerdict, qPrintable(order.join('\n')));
 }
 
 void tst_STKDialogTimers::endOfSessionDoesNotReadTheMenu()
