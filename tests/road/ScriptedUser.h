@@ -31,7 +31,7 @@ QT_END_NAMESPACE
 ///     do  key Escape                               Escape, Return, Enter, Backspace
 ///     do  type text
 ///     do  select One, do back                      in the window's menu
-///     do  unplug, do plug, do open                 the device, and ShowStkDlg()
+///     do  anything that the test has taught
 ///
 /// `see` waits until it is so, for some seconds; else the script ends there, every modal window is hidden, and the
 /// record tells what was seen in its place.
