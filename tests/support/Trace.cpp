@@ -8,15 +8,19 @@ namespace support
 
 namespace
 {
-// Marks of lines that the trace itself puts into the log, to stand in their place among the product's.
-const QChar CALL(1);
-const QChar OWN(2);
+const QChar OWN(1); ///< begins the lines that the trace itself puts into the log, among the product's
 
 const int POLL_LINES = 3; // of one look at the response flag
 
-void put(QChar mark, const QString &text)
+void put(const QString &text)
 {
-    qDebug("%s", (mark + text).toUtf8().constData());
+    qDebug("%s", (OWN + text).toUtf8().constData());
+}
+
+/// The X server about a window that has gone meanwhile, or the offscreen platform about what it cannot do.
+bool isOfTheWindowSystem(const LogCapture::Line &line)
+{
+    return line.text.startsWith("QXcbConnection: XCB error") || line.text.startsWith("This plugin does not support ");
 }
 
 /// Line numbers are part of the text in these functions only.
@@ -40,7 +44,7 @@ QString printedArguments(const QMetaMethod &method, void **arguments)
 }
 } // namespace
 
-Trace::Trace(LogCapture &log) : m_log(log), m_unnamed(0)
+Trace::Trace(LogCapture &log) : m_log(log)
 {
     journal::setObserver([this](const Call &call) { onCall(call); });
 }
@@ -54,13 +58,22 @@ void Trace::onCall(const Call &call)
 {
     if (call.name == "ExtendDialog::changeSize")
         return;
-    put(CALL, QString::number(m_calls.size()));
-    m_calls << call;
+    put("> " + toString(call, [this](const void *pointer) { return nameOf(pointer); }));
 }
 
-void Trace::name(const void *pointer, const QString &name)
+void Trace::name(QObject *object, const QString &name)
 {
-    m_names.insert(pointer, name);
+    m_objects << Named{object, name};
+}
+
+void Trace::name(const void *function, const QString &name)
+{
+    m_functions.insert(function, name);
+}
+
+void Trace::nameText(const QString &text, const QString &name)
+{
+    m_texts.insert(text, name);
 }
 
 void Trace::follow(QObject *sender)
@@ -82,37 +95,43 @@ int Trace::qt_metacall(QMetaObject::Call call, int id, void **arguments)
     if (id < 0 || call != QMetaObject::InvokeMetaMethod)
         return id;
     const QMetaMethod &signal = m_signals.at(id);
-    put(OWN, "! " + QString::fromLatin1(signal.name()) + '(' + printedArguments(signal, arguments) + ')');
+    put("! " + QString::fromLatin1(signal.name()) + '(' + printedArguments(signal, arguments) + ')');
     return -1;
 }
 
 void Trace::result(const QVariant &value)
 {
-    put(OWN, "= " + value.toString());
+    put("= " + value.toString());
 }
 
+/// Every pointer in the journal is a function or an object, whose first base is QObject.
 QString Trace::nameOf(const void *pointer)
 {
-    QString &name = m_names[pointer];
-    if (name.isEmpty())
-        name = QString("object %1").arg(++m_unnamed);
-    return name;
+    if (m_functions.contains(pointer))
+        return m_functions.value(pointer);
+    for (const Named &named : m_objects) {
+        if (named.object == pointer)
+            return named.name;
+    }
+    QObject *object = static_cast<QObject *>(const_cast<void *>(pointer));
+    const QString className = object->metaObject()->className();
+    name(object, QString("%1 %2").arg(className).arg(++m_numbers[className]));
+    return m_objects.last().name;
 }
 
-QString Trace::printed(const QString &text)
+QString Trace::printed(const QString &text) const
 {
-    if (text.startsWith(CALL))
-        return "> " + toString(m_calls.at(text.midRef(1).toInt()), [this](const void *p) { return nameOf(p); });
-    if (text.startsWith(OWN))
-        return text.mid(1);
-    return '"' + withoutFreeLineNumber(withoutTime(text)) + '"';
+    QString result = text.startsWith(OWN) ? text.mid(1) : '"' + withoutFreeLineNumber(withoutTime(text)) + '"';
+    for (auto it = m_texts.constBegin(); it != m_texts.constEnd(); ++it)
+        result.replace(it.key(), it.value());
+    return result;
 }
 
 QStringList Trace::lines()
 {
     QStringList result;
     for (const LogCapture::Line &line : m_log.lines()) {
-        if (!line.elsewhere)
+        if (!line.elsewhere && !isOfTheWindowSystem(line))
             result << (line.type == QtDebugMsg ? "" : "warning ") + printed(line.text);
     }
     return result;

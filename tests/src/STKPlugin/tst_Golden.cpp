@@ -24,6 +24,8 @@ void tst_Golden::traces_data()
     const QList<QPair<const char *, Play>> files = {
         {"STKLogic.txt", logicTraces},
         {"STKThread.txt", threadTraces},
+        {"STKDialog.txt", dialogTraces},
+        {"STKDialogCommands.txt", commandTraces},
     };
     QTest::addColumn<Play>("play");
     for (const auto &file : files)
