@@ -1,5 +1,6 @@
 #include "support/Golden.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 
 namespace support
@@ -7,8 +8,8 @@ namespace support
 
 namespace
 {
-const char FOLDER[] = STK_GOLDEN_FOLDER "/";
-const QString END("(end of the text)");
+const char FOLDER[] = STK_GOLDEN_FOLDER;
+const char END[] = "(end of the text)";
 
 QString headingBefore(const QStringList &lines, int index)
 {
@@ -28,7 +29,7 @@ QString rewrite(const QString &path, const QStringList &lines)
 }
 } // namespace
 
-Golden::Golden(const QString &name) : m_path(FOLDER + name) {}
+Golden::Golden(const QString &name) : m_path(QDir(FOLDER).filePath(name)) {}
 
 void Golden::add(const QString &line)
 {

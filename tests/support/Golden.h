@@ -15,7 +15,7 @@ namespace support
 class Golden
 {
 public:
-    /// `name` as "STKLogic.txt".
+    /// `name` as "STKLogic.txt"; an absolute path stands for itself.
     explicit Golden(const QString &name);
 
     /// Lines of the text, in order.

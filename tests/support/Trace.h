@@ -15,9 +15,10 @@ namespace support
 /// What the product did, in one order: its log lines as they are, in quotes; ">" its calls into the host's two
 /// libraries; "!" the signals that it emitted; "=" what it returned.
 ///
-/// Times become <time>, and line numbers become <line> where only the words before them are fixed. Objects are called by
-/// the name that they were given, or by their class and a number, in the order in which calls name them. Left out are the
-/// host's own relaying of a box's size, which depends on the screen's fonts, and what the window system complains about.
+/// Times become <time>, and line numbers become <line> where only the words before them are fixed. Objects are called
+/// by the name that they were given, or by their class and a number, in the order in which calls name them. Left out
+/// are the host's own relaying of a box's size, which depends on the screen's fonts, and what the window system
+/// complains about.
 class Trace : public QObject
 {
 public:

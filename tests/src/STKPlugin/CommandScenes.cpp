@@ -15,9 +15,8 @@ const int USER = 1;
 void addSlot(DialogScenes *scenes, const QString &name, void (STKDialog::*run)())
 {
     *scenes << inWindow(name, [=](DialogStage &s) { (s.dialog->*run)(); })
-            << inWindow(name + ", without logic", [=](DialogStage &s) {
-                   s.without(&DialogPeek::m_pStkLogic, [&] { (s.dialog->*run)(); });
-               });
+            << inWindow(name + ", without logic",
+                        [=](DialogStage &s) { s.without(&DialogPeek::m_pStkLogic, [&] { (s.dialog->*run)(); }); });
 }
 
 void addRefused(DialogScenes *scenes, const QString &name, void (STKDialog::*run)(), const char *call)
@@ -51,31 +50,23 @@ void addText(DialogScenes *scenes)
                 << inWindow(QString("onSTKDisplayText, clears itself, left by ") + way,
                             [=](DialogStage &s) { showText(s, AUTO, 9, way); });
     }
-    *scenes << inWindow("onSTKDisplayText, clears itself after 2 s",
-                        [](DialogStage &s) {
-                            s.world.sdk.setPrompt("Hello", AUTO, 2);
-                            s.inFrames({[&](QWidget *) { tick(s, 3); }}, [&] { s.dialog->onSTKDisplayText(); });
-                        })
-            << inWindow("onSTKDisplayText, clears itself after the default time",
-                        [](DialogStage &s) {
-                            s.world.sdk.setPrompt("Hello", AUTO, 0);
-                            s.inFrames({[&](QWidget *) { tick(s, 4); }}, [&] { s.dialog->onSTKDisplayText(); });
-                        })
-            << noWindow("onSTKDisplayText, for the user, no window",
-                        [](DialogStage &s) { showText(s, USER, 0, "IDS_OK"); })
-            << noWindow("onSTKDisplayText, clears itself, no window",
-                        [](DialogStage &s) {
-                            s.world.sdk.setPrompt("Hello", AUTO, 2);
-                            s.dialog->onSTKDisplayText();
-                        })
-            << inWindow("onSTKDisplayText, the response refused",
-                        [](DialogStage &s) {
-                            s.answer("SendNoDataResponse", FAILED);
-                            showText(s, USER, 0, "IDS_OK");
-                        })
-            << inWindow("onSTKDisplayText, without logic", [](DialogStage &s) {
-                   s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->onSTKDisplayText(); });
-               });
+    *scenes << inWindow("onSTKDisplayText, clears itself after 2 s", [](DialogStage &s) {
+        s.world.sdk.setPrompt("Hello", AUTO, 2);
+        s.inFrames({[&](QWidget *) { tick(s, 3); }}, [&] { s.dialog->onSTKDisplayText(); });
+    }) << inWindow("onSTKDisplayText, clears itself after the default time", [](DialogStage &s) {
+        s.world.sdk.setPrompt("Hello", AUTO, 0);
+        s.inFrames({[&](QWidget *) { tick(s, 4); }}, [&] { s.dialog->onSTKDisplayText(); });
+    }) << noWindow("onSTKDisplayText, for the user, no window", [](DialogStage &s) {
+        showText(s, USER, 0, "IDS_OK");
+    }) << noWindow("onSTKDisplayText, clears itself, no window", [](DialogStage &s) {
+        s.world.sdk.setPrompt("Hello", AUTO, 2);
+        s.dialog->onSTKDisplayText();
+    }) << inWindow("onSTKDisplayText, the response refused", [](DialogStage &s) {
+        s.answer("SendNoDataResponse", FAILED);
+        showText(s, USER, 0, "IDS_OK");
+    }) << inWindow("onSTKDisplayText, without logic", [](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->onSTKDisplayText(); });
+    });
     addRefused(scenes, "onSTKDisplayText", &STKDialog::onSTKDisplayText, "GetPromptText");
 }
 
@@ -89,22 +80,21 @@ void addMessage(DialogScenes *scenes)
                                    return QVariant("0x" + QString::number(outcome, 16));
                                }};
     }
-    *scenes << inWindow("onMessageTimeOut, no timer", [](DialogStage &s) { tick(s, 1); })
-            << inWindow("onMessageTimeOut, no frame",
-                        [](DialogStage &s) {
-                            showText(s, AUTO, 2, "IDS_OK");
-                            s.trace.clear();
-                            tick(s, 1);
-                        })
-            << inWindow("onMessageTimeOut, no OK button", [](DialogStage &s) {
-                   s.world.sdk.setPrompt("Hello", AUTO, 2);
-                   const auto act = [&](QWidget *) {
-                       s.trace.clear();
-                       s.world.at(&DialogPeek::m_pMsgBtnOk) = nullptr;
-                       tick(s, 1);
-                   };
-                   s.inFrames({act}, [&] { s.dialog->onSTKDisplayText(); });
-               });
+    *scenes << inWindow("onMessageTimeOut, no timer", [](DialogStage &s) {
+        tick(s, 1);
+    }) << inWindow("onMessageTimeOut, no frame", [](DialogStage &s) {
+        showText(s, AUTO, 2, "IDS_OK");
+        s.trace.clear();
+        tick(s, 1);
+    }) << inWindow("onMessageTimeOut, no OK button", [](DialogStage &s) {
+        s.world.sdk.setPrompt("Hello", AUTO, 2);
+        const auto act = [&](QWidget *) {
+            s.trace.clear();
+            s.world.at(&DialogPeek::m_pMsgBtnOk) = nullptr;
+            tick(s, 1);
+        };
+        s.inFrames({act}, [&] { s.dialog->onSTKDisplayText(); });
+    });
 }
 
 // ---------------------------------------------------------------- the silent ones
@@ -144,30 +134,26 @@ void play(DialogStage &s, int tone)
 
 void addToneFiles(DialogScenes *scenes)
 {
-    *scenes << inWindow("onSTKPlayTone", [](DialogStage &s) { play(s, 3); })
-            << inWindow("onSTKPlayTone, the substitute", [](DialogStage &s) { play(s, 12); })
-            << inWindow("onSTKPlayTone, no file",
-                        [](DialogStage &s) {
-                            s.world.core.setPluginLibraryPath("/nowhere");
-                            play(s, 3);
-                        })
-            << inWindow("onSTKPlayTone, while another sounds",
-                        [](DialogStage &s) {
-                            play(s, 3);
-                            s.trace.clear();
-                            play(s, 8);
-                        })
-            << inWindow("onSTKPlayTone, after one that did not play",
-                        [](DialogStage &s) {
-                            s.world.core.setPlayResult(false);
-                            play(s, 3);
-                            s.trace.clear();
-                            play(s, 8);
-                        })
-            << inWindow("onSTKPlayTone, it does not play", [](DialogStage &s) {
-                   s.world.core.setPlayResult(false);
-                   play(s, 3);
-               });
+    *scenes << inWindow("onSTKPlayTone", [](DialogStage &s) {
+        play(s, 3);
+    }) << inWindow("onSTKPlayTone, the substitute", [](DialogStage &s) {
+        play(s, 12);
+    }) << inWindow("onSTKPlayTone, no file", [](DialogStage &s) {
+        s.world.core.setPluginLibraryPath("/nowhere");
+        play(s, 3);
+    }) << inWindow("onSTKPlayTone, while another sounds", [](DialogStage &s) {
+        play(s, 3);
+        s.trace.clear();
+        play(s, 8);
+    }) << inWindow("onSTKPlayTone, after one that did not play", [](DialogStage &s) {
+        s.world.core.setPlayResult(false);
+        play(s, 3);
+        s.trace.clear();
+        play(s, 8);
+    }) << inWindow("onSTKPlayTone, it does not play", [](DialogStage &s) {
+        s.world.core.setPlayResult(false);
+        play(s, 3);
+    });
 }
 
 void addTones(DialogScenes *scenes)
@@ -178,32 +164,30 @@ void addTones(DialogScenes *scenes)
             s.answer(call, FAILED);
             play(s, 3);
         });
-    *scenes << inWindow("onSTKPlayTone, without logic",
-                        [](DialogStage &s) { s.without(&DialogPeek::m_pStkLogic, [&] { play(s, 3); }); })
-            << noWindow("onSTKPlayTone, no window", [](DialogStage &s) { play(s, 3); })
-            << inWindow("playTone, no file name", [](DialogStage &s) { s.dialog->playTone(QString()); })
-            << inWindow("stopTone, no player", [](DialogStage &s) { s.dialog->stopTone(); })
-            << inWindow("stopTone, a player that is silent",
-                        [](DialogStage &s) {
-                            s.world.core.setPlayResult(false);
-                            play(s, 3);
-                            s.trace.clear();
-                            s.dialog->stopTone();
-                        })
-            << inWindow("onSTKPlayToneTimeOut",
-                        [](DialogStage &s) {
-                            play(s, 3);
-                            s.trace.clear();
-                            s.dialog->onSTKPlayToneTimeOut();
-                        })
-            << noWindow("onSTKPlayToneTimeOut, no window", [](DialogStage &s) { s.dialog->onSTKPlayToneTimeOut(); })
-            << inWindow("onPlayingFinished",
-                        [](DialogStage &s) {
-                            play(s, 3);
-                            s.trace.clear();
-                            support::CoreDouble::finish(DialogPeek::m_pWsSoundSTK);
-                        })
-            << noWindow("onPlayingFinished, no window", [](DialogStage &s) { s.dialog->onPlayingFinished(); });
+    *scenes << inWindow("onSTKPlayTone, without logic", [](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkLogic, [&] { play(s, 3); });
+    }) << noWindow("onSTKPlayTone, no window", [](DialogStage &s) {
+        play(s, 3);
+    }) << inWindow("playTone, no file name", [](DialogStage &s) {
+        s.dialog->playTone(QString());
+    }) << inWindow("stopTone, no player", [](DialogStage &s) {
+        s.dialog->stopTone();
+    }) << inWindow("stopTone, a player that is silent", [](DialogStage &s) {
+        s.world.core.setPlayResult(false);
+        play(s, 3);
+        s.trace.clear();
+        s.dialog->stopTone();
+    }) << inWindow("onSTKPlayToneTimeOut", [](DialogStage &s) {
+        play(s, 3);
+        s.trace.clear();
+        s.dialog->onSTKPlayToneTimeOut();
+    }) << noWindow("onSTKPlayToneTimeOut, no window", [](DialogStage &s) {
+        s.dialog->onSTKPlayToneTimeOut();
+    }) << inWindow("onPlayingFinished", [](DialogStage &s) {
+        play(s, 3);
+        s.trace.clear();
+        support::CoreDouble::finish(DialogPeek::m_pWsSoundSTK);
+    }) << noWindow("onPlayingFinished, no window", [](DialogStage &s) { s.dialog->onPlayingFinished(); });
 }
 
 // ---------------------------------------------------------------- GET INPUT and GET INKEY
@@ -231,22 +215,19 @@ void addTyped(DialogScenes *scenes, const QString &name, void (STKDialog::*run)(
             type(s, {way}, run);
         });
     }
-    *scenes << inWindow(name + ", OK refused, then Cancel",
-                        [=](DialogStage &s) {
-                            s.world.sdk.answerOnce(QByteArray("MDSV_STKSrv_") + answer, FAILED);
-                            type(s, {"IDS_STK_BTN_OK", "IDS_STK_BTN_CANCEL"}, run);
-                        })
-            << inWindow(name + ", OK refused, then the frame's close",
-                        [=](DialogStage &s) {
-                            s.world.sdk.answerOnce(QByteArray("MDSV_STKSrv_") + answer, FAILED);
-                            type(s, {"IDS_STK_BTN_OK", "close"}, run);
-                        })
-            << noWindow(name + ", no window", [=](DialogStage &s) { type(s, {"IDS_STK_BTN_OK"}, run); })
-            << inWindow(name + ", without logic",
-                        [=](DialogStage &s) { s.without(&DialogPeek::m_pStkLogic, [&] { (s.dialog->*run)(); }); })
-            << inWindow(name + ", without the input dialog", [=](DialogStage &s) {
-                   s.without(&DialogPeek::m_pStkInputDlg, [&] { (s.dialog->*run)(); });
-               });
+    *scenes << inWindow(name + ", OK refused, then Cancel", [=](DialogStage &s) {
+        s.world.sdk.answerOnce(QByteArray("MDSV_STKSrv_") + answer, FAILED);
+        type(s, {"IDS_STK_BTN_OK", "IDS_STK_BTN_CANCEL"}, run);
+    }) << inWindow(name + ", OK refused, then the frame's close", [=](DialogStage &s) {
+        s.world.sdk.answerOnce(QByteArray("MDSV_STKSrv_") + answer, FAILED);
+        type(s, {"IDS_STK_BTN_OK", "close"}, run);
+    }) << noWindow(name + ", no window", [=](DialogStage &s) {
+        type(s, {"IDS_STK_BTN_OK"}, run);
+    }) << inWindow(name + ", without logic", [=](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkLogic, [&] { (s.dialog->*run)(); });
+    }) << inWindow(name + ", without the input dialog", [=](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkInputDlg, [&] { (s.dialog->*run)(); });
+    });
     addRefused(scenes, name, run, read);
 }
 
@@ -259,27 +240,24 @@ void askYesNo(DialogStage &s, int duration, int result)
 
 void addYesNo(DialogScenes *scenes)
 {
-    *scenes << inWindow("onSTKGetInkey, yes", [](DialogStage &s) { askYesNo(s, 0, QMessageBox::Ok); })
-            << inWindow("onSTKGetInkey, no", [](DialogStage &s) { askYesNo(s, 0, QMessageBox::Cancel); })
-            << inWindow("onSTKGetInkey, yes, with a time-out",
-                        [](DialogStage &s) { askYesNo(s, 60000, QMessageBox::Ok); })
-            << inWindow("onSTKGetInkey, closed by its timer",
-                        [](DialogStage &s) {
-                            s.world.sdk.setInKey("Sure?", 1, 0, 60000);
-                            s.world.core.onShowMessage([&](QDialog *box) {
-                                box->setVisible(true);
-                                s.dialog->onSTKTimeOut();
-                                return box->isVisible() ? int(QMessageBox::Ok) : 0;
-                            });
-                            s.dialog->onSTKGetInkey();
-                        })
-            << inWindow("onSTKGetInkey, yes, refused",
-                        [](DialogStage &s) {
-                            s.answer("AnswerInKey", FAILED);
-                            askYesNo(s, 0, QMessageBox::Ok);
-                        })
-            << noWindow("onSTKGetInkey, yes or no, no window",
-                        [](DialogStage &s) { askYesNo(s, 0, QMessageBox::Ok); });
+    *scenes << inWindow("onSTKGetInkey, yes", [](DialogStage &s) {
+        askYesNo(s, 0, QMessageBox::Ok);
+    }) << inWindow("onSTKGetInkey, no", [](DialogStage &s) {
+        askYesNo(s, 0, QMessageBox::Cancel);
+    }) << inWindow("onSTKGetInkey, yes, with a time-out", [](DialogStage &s) {
+        askYesNo(s, 60000, QMessageBox::Ok);
+    }) << inWindow("onSTKGetInkey, closed by its timer", [](DialogStage &s) {
+        s.world.sdk.setInKey("Sure?", 1, 0, 60000);
+        s.world.core.onShowMessage([&](QDialog *box) {
+            box->setVisible(true);
+            s.dialog->onSTKTimeOut();
+            return box->isVisible() ? int(QMessageBox::Ok) : 0;
+        });
+        s.dialog->onSTKGetInkey();
+    }) << inWindow("onSTKGetInkey, yes, refused", [](DialogStage &s) {
+        s.answer("AnswerInKey", FAILED);
+        askYesNo(s, 0, QMessageBox::Ok);
+    }) << noWindow("onSTKGetInkey, yes or no, no window", [](DialogStage &s) { askYesNo(s, 0, QMessageBox::Ok); });
 }
 } // namespace
 

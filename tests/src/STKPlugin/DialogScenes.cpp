@@ -54,37 +54,31 @@ void inSubMenu(DialogStage &s)
 
 void addLife(DialogScenes *scenes)
 {
-    *scenes << noWindow("Instance, the first call",
-                        [](DialogStage &s) {
-                            command::destroy(s.world);
-                            s.trace.clear();
-                            s.world.dialog = STKDialog::Instance();
-                            s.world.logic = STKLogic::CreateInstance();
-                            s.threads << s.world.thread();
-                        })
-            << noWindow("Instance, another call", [](DialogStage &) { STKDialog::Instance(); })
-            << noWindow("Destroy", [](DialogStage &s) { command::destroy(s.world); })
-            << noWindow("Destroy, nothing there",
-                        [](DialogStage &s) {
-                            command::destroy(s.world);
-                            s.trace.clear();
-                            STKDialog::Destroy();
-                        })
-            << inWindow("Destroy, while the waiter runs",
-                        [](DialogStage &s) {
-                            s.world.startWait();
-                            s.trace.clear();
-                            command::destroy(s.world);
-                        })
-            << inWindow("Destroy, while a tone sounds",
-                        [](DialogStage &s) {
-                            s.dialog->playTone("x.wav");
-                            s.trace.clear();
-                            command::destroy(s.world);
-                        })
-            << noWindow("unSDKRegisterEvent, without logic", [](DialogStage &s) {
-                   s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->unSDKRegisterEvent(); });
-               });
+    *scenes << noWindow("Instance, the first call", [](DialogStage &s) {
+        command::destroy(s.world);
+        s.trace.clear();
+        s.world.dialog = STKDialog::Instance();
+        s.world.logic = STKLogic::CreateInstance();
+        s.threads << s.world.thread();
+    }) << noWindow("Instance, another call", [](DialogStage &) {
+        STKDialog::Instance();
+    }) << noWindow("Destroy", [](DialogStage &s) {
+        command::destroy(s.world);
+    }) << noWindow("Destroy, nothing there", [](DialogStage &s) {
+        command::destroy(s.world);
+        s.trace.clear();
+        STKDialog::Destroy();
+    }) << inWindow("Destroy, while the waiter runs", [](DialogStage &s) {
+        s.world.startWait();
+        s.trace.clear();
+        command::destroy(s.world);
+    }) << inWindow("Destroy, while a tone sounds", [](DialogStage &s) {
+        s.dialog->playTone("x.wav");
+        s.trace.clear();
+        command::destroy(s.world);
+    }) << noWindow("unSDKRegisterEvent, without logic", [](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->unSDKRegisterEvent(); });
+    });
 }
 
 // ---------------------------------------------------------------- the window
@@ -104,23 +98,17 @@ QVariant show(DialogStage &s)
 
 void addBuilding(DialogScenes *scenes, const QString &name, QVariant (*run)(DialogStage &))
 {
-    *scenes << answering(name, false, run) << answering(name + ", the main menu refused", false,
-                                                        [=](DialogStage &s) {
-                                                            s.answer("GetMainMenu", FAILED);
-                                                            return run(s);
-                                                        })
-            << answering(name + ", the release refused", false,
-                         [=](DialogStage &s) {
-                             s.answer("ReleaseMenus", FAILED);
-                             return run(s);
-                         })
-            << answering(name + ", without logic", false,
-                         [=](DialogStage &s) {
-                             QVariant result;
-                             s.without(&DialogPeek::m_pStkLogic, [&] { result = run(s); });
-                             return result;
-                         })
-            << answering(name + ", a second time", true, run);
+    *scenes << answering(name, false, run) << answering(name + ", the main menu refused", false, [=](DialogStage &s) {
+        s.answer("GetMainMenu", FAILED);
+        return run(s);
+    }) << answering(name + ", the release refused", false, [=](DialogStage &s) {
+        s.answer("ReleaseMenus", FAILED);
+        return run(s);
+    }) << answering(name + ", without logic", false, [=](DialogStage &s) {
+        QVariant result;
+        s.without(&DialogPeek::m_pStkLogic, [&] { result = run(s); });
+        return result;
+    }) << answering(name + ", a second time", true, run);
 }
 
 /// An operation of the open window, and the same with one of its widgets missing.
@@ -128,11 +116,10 @@ template <class... Members>
 void addMissing(DialogScenes *scenes, const QString &name, void (STKDialog::*run)(), Members... members)
 {
     *scenes << inWindow(name, [=](DialogStage &s) { (s.dialog->*run)(); });
-    (void)std::initializer_list<int>{(*scenes << inWindow(name + ", without " + members.first,
-                                                          [=](DialogStage &s) {
-                                                              s.without(members.second, [&] { (s.dialog->*run)(); });
-                                                          }),
-                                      0)...};
+    (void)std::initializer_list<int>{
+        (*scenes << inWindow(name + ", without " + members.first,
+                             [=](DialogStage &s) { s.without(members.second, [&] { (s.dialog->*run)(); }); }),
+         0)...};
 }
 
 template <class Member>
@@ -158,11 +145,9 @@ void addWindow(DialogScenes *scenes)
 
 // ---------------------------------------------------------------- the frame
 
-void closeFrame(DialogStage &s, STKExtendDlg *frame)
+void closeFrame(DialogStage &s)
 {
-    QCloseEvent event;
-    (frame->*(&FramePeek::closeEvent))(&event);
-    s.trace.result(event.isAccepted() ? "accepted" : "ignored");
+    s.trace.result(s.world.frame()->close() ? "closed" : "refused");
 }
 
 void addFrame(DialogScenes *scenes)
@@ -171,7 +156,9 @@ void addFrame(DialogScenes *scenes)
                         [](DialogStage &s) {
                             STKExtendDlg frame(nullptr, Qt::WindowCloseButtonHint, 1);
                             frame.reject();
-                            closeFrame(s, &frame);
+                            QCloseEvent event;
+                            (frame.*(&FramePeek::closeEvent))(&event);
+                            s.trace.result(event.isAccepted() ? "accepted" : "ignored");
                         })
             << inWindow("STKExtendDlg::reject", [](DialogStage &s) { s.world.frame()->reject(); })
             << inWindow("STKExtendDlg::reject, while the waiter runs",
@@ -180,24 +167,24 @@ void addFrame(DialogScenes *scenes)
                             s.trace.clear();
                             s.world.frame()->reject();
                         })
-            << inWindow("STKExtendDlg::closeEvent", [](DialogStage &s) { closeFrame(s, s.world.frame()); })
+            << inWindow("STKExtendDlg::closeEvent", closeFrame)
             << inWindow("STKExtendDlg::closeEvent, while the waiter runs",
                         [](DialogStage &s) {
                             s.world.startWait();
                             s.trace.clear();
-                            closeFrame(s, s.world.frame());
+                            closeFrame(s);
                         })
             << inWindow("STKExtendDlg::closeEvent, after Enter on a row",
                         [](DialogStage &s) {
                             selectRow(s, 0);
                             s.world.at(&DialogPeek::m_bEnterPressed) = true;
-                            closeFrame(s, s.world.frame());
+                            closeFrame(s);
                         })
             << inWindow("STKExtendDlg::closeEvent, after Enter on a row, the choice refused", [](DialogStage &s) {
                    selectRow(s, 0);
                    s.world.at(&DialogPeek::m_bEnterPressed) = true;
                    s.answer("SelectMenuItem", FAILED);
-                   closeFrame(s, s.world.frame());
+                   closeFrame(s);
                });
 }
 
@@ -236,59 +223,53 @@ void withoutTable(DialogStage &s, const std::function<void(STKTableWidget *)> &a
 
 void addKeys(DialogScenes *scenes)
 {
-    *scenes << noWindow("STKTableWidget", [](DialogStage &) { STKTableWidget table(nullptr); })
-            << inWindow("keyPressEvent, no event",
-                        [](DialogStage &s) { (s.world.table()->*(&TablePeek::keyPressEvent))(nullptr); })
-            << inWindow("keyPressEvent, no dialog",
-                        [](DialogStage &s) { withoutDialog(s, [&] { press(s, Qt::Key_Return); }); })
-            << inWindow("keyPressEvent, while the waiter runs",
-                        [](DialogStage &s) {
-                            s.world.startWait();
-                            s.trace.clear();
-                            press(s, Qt::Key_Down);
-                        })
-            << inWindow("keyPressEvent, Return without a table",
-                        [](DialogStage &s) {
-                            withoutTable(s, [](STKTableWidget *table) {
-                                QKeyEvent event(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
-                                (table->*(&TablePeek::keyPressEvent))(&event);
-                            });
-                        })
-            << inWindow("keyPressEvent, Return on a selected row",
-                        [](DialogStage &s) {
-                            selectRow(s, 1);
-                            press(s, Qt::Key_Return);
-                        })
-            << inWindow("keyPressEvent, Enter on no row", [](DialogStage &s) { press(s, Qt::Key_Enter); })
-            << inWindow("keyPressEvent, Down", [](DialogStage &s) { press(s, Qt::Key_Down); })
-            << inWindow("keyPressEvent, Backspace", [](DialogStage &s) { press(s, Qt::Key_Backspace); });
+    *scenes << noWindow("STKTableWidget", [](DialogStage &) {
+        STKTableWidget table(nullptr);
+    }) << inWindow("keyPressEvent, no event", [](DialogStage &s) {
+        (s.world.table()->*(&TablePeek::keyPressEvent))(nullptr);
+    }) << inWindow("keyPressEvent, no dialog", [](DialogStage &s) {
+        withoutDialog(s, [&] { press(s, Qt::Key_Return); });
+    }) << inWindow("keyPressEvent, while the waiter runs", [](DialogStage &s) {
+        s.world.startWait();
+        s.trace.clear();
+        press(s, Qt::Key_Down);
+    }) << inWindow("keyPressEvent, Return without a table", [](DialogStage &s) {
+        withoutTable(s, [](STKTableWidget *table) {
+            QKeyEvent event(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier);
+            (table->*(&TablePeek::keyPressEvent))(&event);
+        });
+    }) << inWindow("keyPressEvent, Return on a selected row", [](DialogStage &s) {
+        selectRow(s, 1);
+        press(s, Qt::Key_Return);
+    }) << inWindow("keyPressEvent, Enter on no row", [](DialogStage &s) {
+        press(s, Qt::Key_Enter);
+    }) << inWindow("keyPressEvent, Down", [](DialogStage &s) {
+        press(s, Qt::Key_Down);
+    }) << inWindow("keyPressEvent, Backspace", [](DialogStage &s) { press(s, Qt::Key_Backspace); });
 }
 
 void addMouse(DialogScenes *scenes)
 {
-    *scenes << inWindow("mousePressEvent",
-                        [](DialogStage &s) {
-                            STKTableWidget *table = s.world.table();
-                            QMouseEvent event(QEvent::MouseButtonPress, table->visualItemRect(table->item(1, 0)).center(),
-                                              Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
-                            (table->*(&TablePeek::mousePressEvent))(&event);
-                        })
-            << inWindow("mouseReleaseEvent, on a row", [](DialogStage &s) { release(s, true); })
-            << inWindow("mouseReleaseEvent, below the rows", [](DialogStage &s) { release(s, false); })
-            << inWindow("mouseReleaseEvent, below the rows, no dialog",
-                        [](DialogStage &s) { withoutDialog(s, [&] { release(s, false); }); })
-            << inWindow("mouseReleaseEvent, below the rows, no table",
-                        [](DialogStage &s) {
-                            withoutTable(s, [](STKTableWidget *table) {
-                                QMouseEvent event(QEvent::MouseButtonRelease,
-                                                  table->viewport()->rect().bottomLeft() + QPoint(20, -5),
-                                                  Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
-                                (table->*(&TablePeek::mouseReleaseEvent))(&event);
-                            });
-                        })
-            << inWindow("mouseReleaseEvent, below the rows, no Back button", [](DialogStage &s) {
-                   s.without(&DialogPeek::m_pBtnBack, [&] { release(s, false); });
-               });
+    *scenes << inWindow("mousePressEvent", [](DialogStage &s) {
+        STKTableWidget *table = s.world.table();
+        QMouseEvent event(QEvent::MouseButtonPress, table->visualItemRect(table->item(1, 0)).center(), Qt::LeftButton,
+                          Qt::LeftButton, Qt::NoModifier);
+        (table->*(&TablePeek::mousePressEvent))(&event);
+    }) << inWindow("mouseReleaseEvent, on a row", [](DialogStage &s) {
+        release(s, true);
+    }) << inWindow("mouseReleaseEvent, below the rows", [](DialogStage &s) {
+        release(s, false);
+    }) << inWindow("mouseReleaseEvent, below the rows, no dialog", [](DialogStage &s) {
+        withoutDialog(s, [&] { release(s, false); });
+    }) << inWindow("mouseReleaseEvent, below the rows, no table", [](DialogStage &s) {
+        withoutTable(s, [](STKTableWidget *table) {
+            QMouseEvent event(QEvent::MouseButtonRelease, table->viewport()->rect().bottomLeft() + QPoint(20, -5),
+                              Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+            (table->*(&TablePeek::mouseReleaseEvent))(&event);
+        });
+    }) << inWindow("mouseReleaseEvent, below the rows, no Back button", [](DialogStage &s) {
+        s.without(&DialogPeek::m_pBtnBack, [&] { release(s, false); });
+    });
 }
 
 // ---------------------------------------------------------------- menus
@@ -298,9 +279,8 @@ void addPlain(DialogScenes *scenes, const QString &name, void (STKDialog::*run)(
 {
     *scenes << inWindow(name, [=](DialogStage &s) { (s.dialog->*run)(); })
             << noWindow(name + ", no window", [=](DialogStage &s) { (s.dialog->*run)(); })
-            << inWindow(name + ", without logic", [=](DialogStage &s) {
-                   s.without(&DialogPeek::m_pStkLogic, [&] { (s.dialog->*run)(); });
-               });
+            << inWindow(name + ", without logic",
+                        [=](DialogStage &s) { s.without(&DialogPeek::m_pStkLogic, [&] { (s.dialog->*run)(); }); });
 }
 
 /// An operation of the open window while the library refuses a call.
@@ -323,8 +303,8 @@ void addMenus(DialogScenes *scenes)
                          [](DialogStage &s) { return truth(s.dialog->deleteTableItems()); });
     addPlain(scenes, "showMainMenu", &STKDialog::showMainMenu);
     addPlain(scenes, "showSubMenu", &STKDialog::showSubMenu);
-    for (const Handler &handler :
-         {Handler("onSTKSetupMenu", &STKDialog::onSTKSetupMenu), Handler("onShowMainMenu", &STKDialog::onShowMainMenu)}) {
+    for (const Handler &handler : {Handler("onSTKSetupMenu", &STKDialog::onSTKSetupMenu),
+                                   Handler("onShowMainMenu", &STKDialog::onShowMainMenu)}) {
         addPlain(scenes, handler.first, handler.second);
         addRefused(scenes, handler.first, handler.second, {"GetMainMenu"});
         addRefused(scenes, handler.first, handler.second, {"ReleaseMenus"});
@@ -396,64 +376,53 @@ void addRefusedChoices(DialogScenes *scenes)
             if (readingFails)
                 s.answer("GetMainMenu", FAILED);
         };
-        *scenes << inWindow("onButtonClickSelect, main menu" + suffix,
-                            [=](DialogStage &s) {
-                                selectRow(s, 2);
-                                refuse(s, "SelectMenuItem");
-                                s.dialog->onButtonClickSelect();
-                            })
-                << inWindow("onButtonClickSelect, sub-menu" + suffix,
-                            [=](DialogStage &s) {
-                                inSubMenu(s);
-                                refuse(s, "SelectSubMenuItem");
-                                s.dialog->onButtonClickSelect();
-                            })
-                << inWindow("onButtonClickBack" + suffix, [=](DialogStage &s) {
-                       inSubMenu(s);
-                       refuse(s, "SelectSubMenuItem");
-                       s.dialog->onButtonClickBack();
-                   });
+        *scenes << inWindow("onButtonClickSelect, main menu" + suffix, [=](DialogStage &s) {
+            selectRow(s, 2);
+            refuse(s, "SelectMenuItem");
+            s.dialog->onButtonClickSelect();
+        }) << inWindow("onButtonClickSelect, sub-menu" + suffix, [=](DialogStage &s) {
+            inSubMenu(s);
+            refuse(s, "SelectSubMenuItem");
+            s.dialog->onButtonClickSelect();
+        }) << inWindow("onButtonClickBack" + suffix, [=](DialogStage &s) {
+            inSubMenu(s);
+            refuse(s, "SelectSubMenuItem");
+            s.dialog->onButtonClickBack();
+        });
     }
 }
 
 void addBack(DialogScenes *scenes)
 {
-    *scenes << inWindow("onButtonClickBack",
-                        [](DialogStage &s) {
-                            inSubMenu(s);
-                            s.dialog->onButtonClickBack();
-                        })
-            << inWindow("onButtonClickBack, without logic",
-                        [](DialogStage &s) {
-                            s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->onButtonClickBack(); });
-                        })
-            << inWindow("subMenuSeleted, no item", [](DialogStage &s) { s.dialog->subMenuSeleted(nullptr); })
-            << inWindow("subMenuSeleted, without logic",
-                        [](DialogStage &s) {
-                            QTableWidgetItem item("Sport");
-                            s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->subMenuSeleted(&item); });
-                        })
-            << inWindow("subMenuSeleted, an item that the menu has not", [](DialogStage &s) {
-                   QTableWidgetItem item("Elsewhere");
-                   s.dialog->subMenuSeleted(&item);
-               });
+    *scenes << inWindow("onButtonClickBack", [](DialogStage &s) {
+        inSubMenu(s);
+        s.dialog->onButtonClickBack();
+    }) << inWindow("onButtonClickBack, without logic", [](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->onButtonClickBack(); });
+    }) << inWindow("subMenuSeleted, no item", [](DialogStage &s) {
+        s.dialog->subMenuSeleted(nullptr);
+    }) << inWindow("subMenuSeleted, without logic", [](DialogStage &s) {
+        QTableWidgetItem item("Sport");
+        s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->subMenuSeleted(&item); });
+    }) << inWindow("subMenuSeleted, an item that the menu has not", [](DialogStage &s) {
+        QTableWidgetItem item("Elsewhere");
+        s.dialog->subMenuSeleted(&item);
+    });
 }
 
 void addClose(DialogScenes *scenes)
 {
     addPlain(scenes, "onButtonClickClose", &STKDialog::onButtonClickClose);
     addRefused(scenes, "onButtonClickClose", &STKDialog::onButtonClickClose, {"GetMainMenu"});
-    *scenes << inWindow("onButtonClickClose, while the waiter runs",
-                        [](DialogStage &s) {
-                            s.world.startWait();
-                            s.trace.clear();
-                            s.dialog->onButtonClickClose();
-                        })
-            << inWindow("onButtonClickClose, after Enter on a row", [](DialogStage &s) {
-                   selectRow(s, 0);
-                   s.world.at(&DialogPeek::m_bEnterPressed) = true;
-                   s.dialog->onButtonClickClose();
-               });
+    *scenes << inWindow("onButtonClickClose, while the waiter runs", [](DialogStage &s) {
+        s.world.startWait();
+        s.trace.clear();
+        s.dialog->onButtonClickClose();
+    }) << inWindow("onButtonClickClose, after Enter on a row", [](DialogStage &s) {
+        selectRow(s, 0);
+        s.world.at(&DialogPeek::m_bEnterPressed) = true;
+        s.dialog->onButtonClickClose();
+    });
 }
 
 // ---------------------------------------------------------------- waits and timers
@@ -463,36 +432,26 @@ void addWaits(DialogScenes *scenes)
     for (int seconds : {-1, 0, 1, 20})
         *scenes << answering(QString("stkWaitforRespond, %1").arg(seconds), true,
                              [=](DialogStage &s) { return s.dialog->stkWaitforRespond(seconds); });
-    *scenes << inWindow("stkWaitforRespond, without logic",
-                        [](DialogStage &s) {
-                            s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->stkWaitforRespond(20); });
-                        })
-            << inWindow("stkWaitforRespond, without waiter",
-                        [](DialogStage &s) {
-                            s.without(&DialogPeek::m_pStkThread, [&] { s.dialog->stkWaitforRespond(20); });
-                        })
-            << inWindow("onChangeCursor, a command came",
-                        [](DialogStage &s) {
-                            s.world.logic->SetResponseVar(true);
-                            s.trace.clear();
-                            s.dialog->onChangeCursor();
-                        })
-            << inWindow("onChangeCursor, no command came",
-                        [](DialogStage &s) {
-                            s.world.logic->SetResponseVar(false);
-                            s.trace.clear();
-                            s.dialog->onChangeCursor();
-                        })
-            << inWindow("onChangeCursor, no command came, the main menu refused",
-                        [](DialogStage &s) {
-                            s.world.logic->SetResponseVar(false);
-                            s.answer("GetMainMenu", FAILED);
-                            s.trace.clear();
-                            s.dialog->onChangeCursor();
-                        })
-            << inWindow("onChangeCursor, without logic", [](DialogStage &s) {
-                   s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->onChangeCursor(); });
-               });
+    *scenes << inWindow("stkWaitforRespond, without logic", [](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->stkWaitforRespond(20); });
+    }) << inWindow("stkWaitforRespond, without waiter", [](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkThread, [&] { s.dialog->stkWaitforRespond(20); });
+    }) << inWindow("onChangeCursor, a command came", [](DialogStage &s) {
+        s.world.logic->SetResponseVar(true);
+        s.trace.clear();
+        s.dialog->onChangeCursor();
+    }) << inWindow("onChangeCursor, no command came", [](DialogStage &s) {
+        s.world.logic->SetResponseVar(false);
+        s.trace.clear();
+        s.dialog->onChangeCursor();
+    }) << inWindow("onChangeCursor, no command came, the main menu refused", [](DialogStage &s) {
+        s.world.logic->SetResponseVar(false);
+        s.answer("GetMainMenu", FAILED);
+        s.trace.clear();
+        s.dialog->onChangeCursor();
+    }) << inWindow("onChangeCursor, without logic", [](DialogStage &s) {
+        s.without(&DialogPeek::m_pStkLogic, [&] { s.dialog->onChangeCursor(); });
+    });
 }
 
 void addDevice(DialogScenes *scenes)
@@ -518,29 +477,28 @@ void fire(DialogStage &s, const char *tag)
 
 void addTimer(DialogScenes *scenes)
 {
-    *scenes << inWindow("onSTKTimeOut, STK_DEVICE_TIMER", [](DialogStage &s) { fire(s, "STK_DEVICE_TIMER"); })
-            << inWindow("onSTKTimeOut, STK_DEVICE_TIMER, the input dialog open",
-                        [](DialogStage &s) {
-                            s.world.sdk.setInput("Name?", 0, 1, 1, 9, 0, "");
-                            const auto act = [&](QWidget *) {
-                                s.trace.clear();
-                                fire(s, "STK_DEVICE_TIMER");
-                            };
-                            s.inFrames({act}, [&] { s.dialog->onSTKGetInput(); });
-                        })
-            << inWindow("onSTKTimeOut, STK_MSGBOX_TIMER", [](DialogStage &s) { fire(s, "STK_MSGBOX_TIMER"); })
-            << inWindow("onSTKTimeOut, STK_MSGBOX_TIMER, a question open",
-                        [](DialogStage &s) {
-                            QDialog question;
-                            DialogPeek::m_pMsgDialog = &question;
-                            question.setVisible(true);
-                            fire(s, "STK_MSGBOX_TIMER");
-                            s.trace.result(question.isVisible() ? "it is open" : "it is closed");
-                            s.trace.result(DialogPeek::m_pMsgDialog ? "known" : "forgotten");
-                            DialogPeek::m_pMsgDialog = nullptr;
-                        })
-            << inWindow("onSTKTimeOut, no tag", [](DialogStage &s) { fire(s, ""); })
-            << noWindow("onSTKTimeOut, no window", [](DialogStage &s) { fire(s, "STK_DEVICE_TIMER"); });
+    *scenes << inWindow("onSTKTimeOut, STK_DEVICE_TIMER", [](DialogStage &s) {
+        fire(s, "STK_DEVICE_TIMER");
+    }) << inWindow("onSTKTimeOut, STK_DEVICE_TIMER, the input dialog open", [](DialogStage &s) {
+        s.world.sdk.setInput("Name?", 0, 1, 1, 9, 0, "");
+        const auto act = [&](QWidget *) {
+            s.trace.clear();
+            fire(s, "STK_DEVICE_TIMER");
+        };
+        s.inFrames({act}, [&] { s.dialog->onSTKGetInput(); });
+    }) << inWindow("onSTKTimeOut, STK_MSGBOX_TIMER", [](DialogStage &s) {
+        fire(s, "STK_MSGBOX_TIMER");
+    }) << inWindow("onSTKTimeOut, STK_MSGBOX_TIMER, a question open", [](DialogStage &s) {
+        QDialog question;
+        DialogPeek::m_pMsgDialog = &question;
+        question.setVisible(true);
+        fire(s, "STK_MSGBOX_TIMER");
+        s.trace.result(question.isVisible() ? "it is open" : "it is closed");
+        s.trace.result(DialogPeek::m_pMsgDialog ? "known" : "forgotten");
+        DialogPeek::m_pMsgDialog = nullptr;
+    }) << inWindow("onSTKTimeOut, no tag", [](DialogStage &s) {
+        fire(s, "");
+    }) << noWindow("onSTKTimeOut, no window", [](DialogStage &s) { fire(s, "STK_DEVICE_TIMER"); });
 }
 
 void addEnd(DialogScenes *scenes)

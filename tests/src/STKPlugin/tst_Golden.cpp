@@ -22,10 +22,10 @@ private slots:
 void tst_Golden::traces_data()
 {
     const QList<QPair<const char *, Play>> files = {
-        {"STKLogic.txt", logicTraces},
-        {"STKThread.txt", threadTraces},
-        {"STKDialog.txt", dialogTraces},
-        {"STKDialogCommands.txt", commandTraces},
+        {"STKLogic.txt", logicTraces},          {"STKThread.txt", threadTraces},
+        {"STKDialog.txt", dialogTraces},        {"STKDialogCommands.txt", commandTraces},
+        {"STKInputDlg.txt", inputDialogTraces}, {"STKPlugin.txt", pluginTraces},
+        {"Session.txt", sessionTrace},          {"MetaObjects.txt", metaObjects},
     };
     QTest::addColumn<Play>("play");
     for (const auto &file : files)
