@@ -259,6 +259,80 @@ void addYesNo(DialogScenes *scenes)
         askYesNo(s, 0, QMessageBox::Ok);
     }) << noWindow("onSTKGetInkey, yes or no, no window", [](DialogStage &s) { askYesNo(s, 0, QMessageBox::Ok); });
 }
+
+// ---------------------------------------------------------------- one over another, and the end of everything
+
+/// A text in `mode` comes while one in `earlier` is shown; OK is pressed.
+DialogScene textOverText(const QString &name, int earlier, int mode)
+{
+    return inWindow("onSTKDisplayText, " + name, [=](DialogStage &s) {
+        const auto second = [&](QWidget *) {
+            s.world.sdk.setPrompt("Second", mode, 5);
+            s.dialog->onSTKDisplayText();
+        };
+        s.world.sdk.setPrompt("First", earlier, 9);
+        s.inFrames({second, [](QWidget *frame) { leave(frame, "IDS_OK"); }}, [&] { s.dialog->onSTKDisplayText(); });
+    });
+}
+
+void addNested(DialogScenes *scenes)
+{
+    *scenes << textOverText("for the user, over one for the user", USER, USER)
+            << textOverText("for the user, over one that clears itself", AUTO, USER)
+            << textOverText("clears itself, over one that clears itself", AUTO, AUTO)
+            << inWindow("onSTKGetInput, over another",
+                        [](DialogStage &s) {
+                            s.world.sdk.setInput("Name?", 0, 1, 1, 9, 0, "");
+                            const auto second = [&](QWidget *) { s.dialog->onSTKGetInput(); };
+                            const auto answer = [](QWidget *frame) {
+                                QTest::keyClick(frame->findChild<ExtendLineEdit *>(), Qt::Key_X);
+                                leave(frame, "IDS_STK_BTN_OK");
+                            };
+                            s.inFrames({second, answer}, [&] { s.dialog->onSTKGetInput(); });
+                        })
+            << inWindow("onSTKGetInkey, yes or no, over another",
+                        [](DialogStage &s) {
+                            int boxes = 0;
+                            s.world.core.onShowMessage([&](QDialog *) {
+                                if (++boxes == 1)
+                                    s.dialog->onSTKGetInkey();
+                                return int(QMessageBox::Ok);
+                            });
+                            s.world.sdk.setInKey("Sure?", 1, 0, 0);
+                            s.dialog->onSTKGetInkey();
+                        })
+            << inWindow("onSTKGetInkey, yes, the timer running", [](DialogStage &s) {
+                   s.world.at(&DialogPeek::m_pStkTimer)->start(60000);
+                   askYesNo(s, 60000, QMessageBox::Ok);
+               });
+}
+
+/// The plug-in is deleted while the library takes the answer: nothing is touched after it.
+void addDestroyed(DialogScenes *scenes)
+{
+    const struct {
+        const char *name;
+        const char *call;
+        void (*run)(DialogStage &);
+    } ROWS[] = {
+        {"onSTKDisplayText", "SendNoDataResponse", [](DialogStage &s) { showText(s, USER, 0, "IDS_OK"); }},
+        {"onSTKSetupCall", "SendNoDataResponse", [](DialogStage &s) { s.dialog->onSTKSetupCall(); }},
+        {"onSTKSetupIdleModeText", "SendNoDataResponse", [](DialogStage &s) { s.dialog->onSTKSetupIdleModeText(); }},
+        {"onSTKPlayTone", "SendNoDataResponse", [](DialogStage &s) { play(s, 3); }},
+        {"onSTKGetInput", "AnswerInput",
+         [](DialogStage &s) {
+             type(s, {"IDS_STK_BTN_OK", "close"}, &STKDialog::onSTKGetInput);
+         }},
+        {"onSTKGetInkey, yes", "AnswerInKey", [](DialogStage &s) { askYesNo(s, 0, QMessageBox::Ok); }},
+    };
+    for (const auto &row : ROWS) {
+        *scenes << inWindow(
+            QString("%1, the plug-in deleted within %2").arg(row.name, row.call), [row](DialogStage &s) {
+                s.world.sdk.onCall(QByteArray("MDSV_STKSrv_") + row.call, [&] { command::destroy(s.world); });
+                row.run(s);
+            });
+    }
+}
 } // namespace
 
 QStringList commandTraces()
@@ -271,5 +345,7 @@ QStringList commandTraces()
     addTyped(&scenes, "onSTKGetInput", &STKDialog::onSTKGetInput, "GetInputRequest", "AnswerInput");
     addTyped(&scenes, "onSTKGetInkey", &STKDialog::onSTKGetInkey, "GetInKeyRequest", "AnswerInKey");
     addYesNo(&scenes);
+    addNested(&scenes);
+    addDestroyed(&scenes);
     return played(scenes);
 }

@@ -270,6 +270,13 @@ void addMouse(DialogScenes *scenes)
     }) << inWindow("mouseReleaseEvent, below the rows, no Back button", [](DialogStage &s) {
         s.without(&DialogPeek::m_pBtnBack, [&] { release(s, false); });
     });
+    *scenes << inWindow("mousePressEvent, while the waiter runs", [](DialogStage &s) {
+        s.world.startWait();
+        s.trace.clear();
+        QMouseEvent event(QEvent::MouseButtonPress, QPoint(5, 5), Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        (s.world.table()->*(&TablePeek::mousePressEvent))(&event);
+        s.trace.result(event.isAccepted() ? "accepted" : "ignored");
+    });
 }
 
 // ---------------------------------------------------------------- menus
@@ -359,6 +366,12 @@ void addSelect(DialogScenes *scenes)
                             s.world.sdk.setMainMenu("Operator", {{1, "Same"}, {2, "Same"}, {3, "Other"}});
                             s.dialog->onSTKSetupMenu();
                             selectRow(s, 0);
+                            select(s);
+                        })
+            << inWindow("onButtonClickSelect, main menu, the plug-in deleted within SelectMenuItem",
+                        [=](DialogStage &s) {
+                            selectRow(s, 2);
+                            s.world.sdk.onCall("MDSV_STKSrv_SelectMenuItem", [&] { command::destroy(s.world); });
                             select(s);
                         })
             << inWindow("onCellDoubleClicked", [](DialogStage &s) {
@@ -466,7 +479,13 @@ void addDevice(DialogScenes *scenes)
                         })
             << inWindow("onDeviceAvailable, true, without logic",
                         [=](DialogStage &s) { s.without(&DialogPeek::m_pStkLogic, [&] { back(s); }); })
-            << inWindow("onDeviceAvailable, false", lost) << noWindow("onDeviceAvailable, false, no window", lost);
+            << inWindow("onDeviceAvailable, false", lost)
+            << inWindow("onDeviceAvailable, false, twice",
+                        [=](DialogStage &s) {
+                            lost(s);
+                            lost(s);
+                        })
+            << noWindow("onDeviceAvailable, false, no window", lost);
 }
 
 void fire(DialogStage &s, const char *tag)

@@ -5,6 +5,7 @@
 #include "InputWorld.h"
 #include "Scenes.h"
 
+#include "support/FakeClock.h"
 #include "support/ModalDriver.h"
 #include "support/Trace.h"
 
@@ -37,6 +38,7 @@ struct DialogStage {
 
     QStringList end();
 
+    support::FakeClock clock; ///< in the midst of a minute, whose end would end the waiter's waits
     DialogWorld world;
     support::Trace trace;
     QTemporaryDir folder;

@@ -103,6 +103,13 @@ void addRequest(Scenes *scenes)
 {
     *scenes << scene("SetInputRequest", [](Stage &s) { s.dialog->SetInputRequest(inputRequest()); })
             << scene("SetInKeyRequest", [](Stage &s) { s.dialog->SetInKeyRequest(inputRequest()); })
+            << built("SetInKeyRequest, a frame up, with a time-out",
+                     [](Stage &s) {
+                         StkInKeyRequest request = inputRequest();
+                         request.nDuration = 5;
+                         s.dialog->SetInKeyRequest(request);
+                         s.trace.result(s.world.timer()->isActive() ? s.world.timer()->interval() : -1);
+                     })
             << scene("SetBtnClicked", [](Stage &s) { s.dialog->SetBtnClicked(true); })
             << Scene<Stage>{"GetBtnClicked", [](Stage &s) { return s.dialog->GetBtnClicked(); }}
             << Scene<Stage>{"GetLastError", [](Stage &s) { return s.dialog->GetLastError(); }}
@@ -163,6 +170,12 @@ void addFrame(Scenes *scenes)
             QTest::keyClick(s.world.field(), Qt::Key_X);
             s.world.ok()->click();
         });
+    });
+    *scenes << scene("ShowStkInputDlg, over another", [](Stage &s) {
+        const auto second = [&] { s.dialog->ShowStkInputDlg(s.world.host); };
+        const auto leaveBoth = [&] { s.world.cancel()->click(); };
+        if (!s.world.show(QList<std::function<void()>>{second, leaveBoth}))
+            s.problems << "problem: a dialog did not appear, or did not close";
     });
 }
 
