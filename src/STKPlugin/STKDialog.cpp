@@ -1009,34 +1009,36 @@ void STKDialog::onSTKSetupCall()
     STK_LOG_END();
 }
 
-/// The SEND commands: the service carries them out, the window has nothing to do.
-void STKDialog::acknowledge()
+/// The SEND commands: the service carries them out, the window has nothing to do. False without logic.
+bool STKDialog::acknowledge(const char *pFunction)
 {
-    if (m_pStkLogic)
-        m_pStkLogic->UpdateCBReturnVal(true);
-    else
-        STK_LOG_NULL(__LINE__);
+    if (!m_pStkLogic) {
+        STK_LOG("Arg is NULL: %s: %s: %s %d", StkLog::now().constData(), STK_LOG_PATH, pFunction, __LINE__);
+        return false;
+    }
+    m_pStkLogic->UpdateCBReturnVal(true);
+    return true;
 }
 
 void STKDialog::onSTKSendSS()
 {
     STK_LOG_START();
-    acknowledge();
-    STK_LOG_END();
+    if (acknowledge(__func__))
+        STK_LOG_END();
 }
 
 void STKDialog::onSTKSendSMS()
 {
     STK_LOG_START();
-    acknowledge();
-    STK_LOG_END();
+    if (acknowledge(__func__))
+        STK_LOG_END();
 }
 
 void STKDialog::onSTKSendUSSD()
 {
     STK_LOG_START();
-    acknowledge();
-    STK_LOG_END();
+    if (acknowledge(__func__))
+        STK_LOG_END();
 }
 
 void STKDialog::onSTKRefresh()

@@ -213,7 +213,7 @@ private:
     void createMsgTimer();
     void startCountDown(int nSeconds);
     void answerDisplayText(int nOutcome);
-    void acknowledge();
+    bool acknowledge(const char *pFunction);
     void answerDone(_STK_UI_EN_STKTYPE enType, const char *pFunction);
     void deletePlayer();
     QWidget *parentOfQuestions() const;

@@ -398,9 +398,12 @@ void STKInputDlg::onButtonClickOk()
 void STKInputDlg::showRefused()
 {
     const QPointer<ExtendLineEdit> pField(m_pLineEditInput);
-    CommonUtils::ShowMessage(QMessageBox::Information, m_pInputExtendDlg, tr(QString::fromLatin1("IDS_STK_MSG_PROMPT")),
-                             tr(QString::fromLatin1("IDS_STK_MSG_INPUTFAILED")), QString::fromLatin1("IDS_OK"),
-                             QString(), QString(), true, Qt::WindowCloseButtonHint, 0, QString::fromLatin1(""), true);
+    // One after the other: among the arguments the compiler would choose the order.
+    const QString strTitle = tr(QString::fromLatin1("IDS_STK_MSG_PROMPT"));
+    const QString strText = tr(QString::fromLatin1("IDS_STK_MSG_INPUTFAILED"));
+    CommonUtils::ShowMessage(QMessageBox::Information, m_pInputExtendDlg, strTitle, strText,
+                             QString::fromLatin1("IDS_OK"), QString(), QString(), true, Qt::WindowCloseButtonHint, 0,
+                             QString::fromLatin1(""), true);
     // From the OK button, which an empty field disables, the focus would move to Cancel, and Return with it.
     if (pField)
         pField->setFocus(Qt::OtherFocusReason);

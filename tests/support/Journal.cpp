@@ -10,12 +10,15 @@ namespace
 using Lock = std::unique_lock<std::mutex>;
 std::mutex g_mutex; // of the standard library, whose locks ThreadSanitizer sees
 QList<Call> g_calls;
+std::function<void(const Call &)> g_observer;
 
-QString printed(const QVariant &value)
+QString printed(const QVariant &value, const std::function<QString(const void *)> &nameOf)
 {
     switch (int(value.type())) {
     case QMetaType::VoidStar:
-        return value.value<void *>() ? QString("<pointer>") : QString("null");
+        if (const void *pointer = value.value<void *>())
+            return nameOf ? nameOf(pointer) : QString("<pointer>");
+        return "null";
     case QMetaType::QString:
         return '"' + value.toString() + '"';
     default:
@@ -29,11 +32,11 @@ bool operator==(const Call &left, const Call &right)
     return left.name == right.name && left.args == right.args;
 }
 
-QString toString(const Call &call)
+QString toString(const Call &call, const std::function<QString(const void *)> &nameOf)
 {
     QStringList args;
     for (const QVariant &value : call.args)
-        args << printed(value);
+        args << printed(value, nameOf);
     return QString::fromLatin1(call.name) + '(' + args.join(", ") + ')';
 }
 
@@ -44,14 +47,25 @@ QVariant ref(const void *pointer)
 
 void journal::add(const QByteArray &name, const QVariantList &args)
 {
-    const Lock lock(g_mutex);
-    g_calls << Call{name, args};
+    const Call call{name, args};
+    Lock lock(g_mutex);
+    g_calls << call;
+    const std::function<void(const Call &)> observer = g_observer;
+    lock.unlock();
+    if (observer)
+        observer(call);
 }
 
 void journal::clear()
 {
     const Lock lock(g_mutex);
     g_calls.clear();
+}
+
+void journal::setObserver(std::function<void(const Call &)> observer)
+{
+    const Lock lock(g_mutex);
+    g_observer = observer;
 }
 
 QList<Call> journal::calls()

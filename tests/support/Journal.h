@@ -7,6 +7,8 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVariant>
 
+#include <functional>
+
 namespace support
 {
 
@@ -18,8 +20,9 @@ struct Call {
 
 bool operator==(const Call &left, const Call &right);
 
-/// The call for people: `name(1, "text", true, null)`; a pointer that is not null is printed as `<pointer>`.
-QString toString(const Call &call);
+/// The call for people: `name(1, "text", true, null)`; a pointer that is not null is printed as `nameOf` calls it, or
+/// as `<pointer>`.
+QString toString(const Call &call, const std::function<QString(const void *)> &nameOf = nullptr);
 
 /// A pointer as an argument of a Call.
 QVariant ref(const void *pointer);
@@ -29,6 +32,9 @@ namespace journal
 {
 void add(const QByteArray &name, const QVariantList &args = QVariantList());
 void clear();
+
+/// Runs after each call has been noted, on the calling thread; empty ends it. Set it while nothing calls.
+void setObserver(std::function<void(const Call &)> observer);
 
 QList<Call> calls();
 

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace support
@@ -15,12 +16,13 @@ namespace
 using Lock = std::unique_lock<std::mutex>;
 std::mutex g_mutex; // of the standard library, whose locks ThreadSanitizer sees
 bool g_capturing = false;
+std::thread::id g_home;
 std::vector<LogCapture::Line> g_lines; // a list of Qt would be shared with the readers
 
 void take(QtMsgType type, const QMessageLogContext &, const QString &text)
 {
     const Lock lock(g_mutex);
-    g_lines.push_back(LogCapture::Line{type, text});
+    g_lines.push_back(LogCapture::Line{type, text, std::this_thread::get_id() != g_home});
     if (type == QtFatalMsg)
         std::fprintf(stderr, "fatal: %s\n", qPrintable(text));
 }
@@ -47,6 +49,7 @@ LogCapture::LogCapture() : m_previous(nullptr)
     if (g_capturing)
         qFatal("LogCapture: there is one already");
     g_capturing = true;
+    g_home = std::this_thread::get_id();
     clear();
     setDebugOutput(true);
     if (!QLoggingCategory::defaultCategory()->isDebugEnabled())

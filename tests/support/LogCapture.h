@@ -20,6 +20,7 @@ public:
     struct Line {
         QtMsgType type;
         QString text;
+        bool elsewhere; ///< on another thread than the one that made the LogCapture
     };
 
     LogCapture();
