@@ -52,6 +52,8 @@ const int MS_PER_SECOND = 1000;
 const int INPUT_TYPE_YES_NO = 1;
 const int TONE_SUBSTITUTE = 8;
 
+const int MAX_DIALOGS = 20; // each one runs its event loop inside that of the one before
+
 // Line numbers that are part of the text of their log lines.
 const int RELEASE_NO_DIALOG_LINE = 2035;
 const int RELEASE_NO_TABLE_LINE = 2036;
@@ -253,7 +255,7 @@ QDialog *STKDialog::m_pMsgDialog = 0;
 STKDialog::STKDialog()
     : QObject(0), m_pStkThread(0), m_bEnterPressed(false), m_strMenuState(MENU_UNKNOWN), m_pStkLogic(0), m_stMainMenu(),
       m_stSubMenu(), m_pStkTimer(0), m_pStkInputDlg(0), m_pToneTimer(0), m_pMsgTimer(0), m_nMsgTimeOut(0),
-      m_nMsgTick(0), m_nMsgRemain(0), m_nText(0), m_nQuestion(0)
+      m_nMsgTick(0), m_nMsgRemain(0), m_nText(0), m_nQuestion(0), m_nDialogs(0), m_pDeferred(0)
 {
     STK_LOG_START();
     m_pStkLogic = STKLogic::CreateInstance();
@@ -915,6 +917,32 @@ void STKDialog::closeInputDlg()
         m_pStkInputDlg->CloseDlg();
 }
 
+// ---------------------------------------------------------------- STKDialog: dialogs over dialogs
+
+/// Commands whose dialogs nobody closes would fill the stack with event loops. When there are too many, all of them are
+/// ended without an answer, since the card waits for none but the last, and `pSlot` runs again when the loops have been
+/// left. False: there is room for one more.
+bool STKDialog::deferDialog(const char *pSlot)
+{
+    if (m_nDialogs < MAX_DIALOGS && !(m_nDialogs > 0 && m_pDeferred))
+        return false;
+    m_pDeferred = pSlot;
+    ++m_nText;
+    replaceQuestion();
+    if (m_pMsgBoxDlg)
+        m_pMsgBoxDlg->close();
+    m_pStkLogic->UpdateCBReturnVal(true);
+    return true;
+}
+
+void STKDialog::leaveDialog()
+{
+    if (--m_nDialogs == 0 && m_pDeferred) {
+        QMetaObject::invokeMethod(this, m_pDeferred, Qt::QueuedConnection);
+        m_pDeferred = 0;
+    }
+}
+
 // ---------------------------------------------------------------- STKDialog: simple commands
 
 void STKDialog::onSTKDisplayText()
@@ -924,6 +952,8 @@ void STKDialog::onSTKDisplayText()
         STK_LOG_NULL(__LINE__);
         return;
     }
+    if (deferDialog("onSTKDisplayText"))
+        return;
     QString strText;
     QString strClearMode;
     int nSeconds = 0;
@@ -955,7 +985,10 @@ void STKDialog::onSTKDisplayText()
 
     const QPointer<STKDialog> self(this);
     const int nText = ++m_nText;
+    ++m_nDialogs;
     const int nOutcome = showTimeMessageBox(strText);
+    if (self)
+        leaveDialog();
     if (self && nText == m_nText && nOutcome != QMessageBox::NoButton)
         answerDisplayText(nOutcome);
     STK_LOG_END();
@@ -1202,6 +1235,8 @@ void STKDialog::onSTKGetInput()
         STK_LOG_LINE("Logic instance is NULL %s: %s: %s: ");
         return;
     }
+    if (deferDialog("onSTKGetInput"))
+        return;
     StkInKeyRequest request = StkInKeyRequest();
     if (!m_pStkLogic->GetInputRequest(&request)) {
         STK_LOG_LINE("GetInputRequest failed %s: %s: %s: ");
@@ -1223,6 +1258,8 @@ void STKDialog::onSTKGetInkey()
         STK_LOG_LINE("Logic instance is null %s: %s: %s: ");
         return;
     }
+    if (deferDialog("onSTKGetInkey"))
+        return;
     QWidget *pParent = parentOfQuestions();
     StkInKeyRequest request = StkInKeyRequest();
     if (!m_pStkLogic->GetInKeyRquest(&request)) {
@@ -1258,9 +1295,11 @@ int STKDialog::replaceQuestion()
 void STKDialog::askInDialog(QWidget *pParent, int nQuestion)
 {
     const QPointer<STKDialog> self(this);
+    ++m_nDialogs;
     m_pStkInputDlg->ShowStkInputDlg(pParent);
     if (!self)
         return;
+    leaveDialog();
     if (nQuestion == m_nQuestion && m_pStkInputDlg && m_pStkInputDlg->GetLastError() == 0)
         stkWaitforRespond(INPUT_TIMEOUT_S);
     if (m_pStkLogic)
@@ -1282,11 +1321,15 @@ void STKDialog::askYesNo(QWidget *pParent, const StkInKeyRequest &request)
 
     const QPointer<STKDialog> self(this);
     const int nQuestion = replaceQuestion();
+    ++m_nDialogs;
     const int nResult =
         CommonUtils::ShowMessage(QMessageBox::NoIcon, pParent, QString::fromLatin1(""), request.strPrompt,
                                  QString::fromLatin1("IDS_YES"), QString::fromLatin1("IDS_NO"), QString::fromLatin1(""),
                                  true, Qt::WindowCloseButtonHint, &m_pMsgDialog, QString::fromLatin1(""), true);
-    if (!self || !m_pStkLogic)
+    if (!self)
+        return;
+    leaveDialog();
+    if (!m_pStkLogic)
         return;
     if (nQuestion == m_nQuestion)
         answerYesNo(nResult == QMessageBox::Ok);

@@ -210,6 +210,8 @@ private:
     void closeInputDlg();
     void resetCountDown();
     bool isWaiting() const;
+    bool deferDialog(const char *pSlot);
+    void leaveDialog();
     void createMsgTimer();
     void startCountDown(int nSeconds);
     void answerDisplayText(int nOutcome);
@@ -222,8 +224,10 @@ private:
     void askYesNo(QWidget *pParent, const StkInKeyRequest &request);
     void answerYesNo(bool bYes);
 
-    int m_nText;     ///< counts the texts that were shown: only the last one is answered
-    int m_nQuestion; ///< counts the questions of GET INPUT and GET INKEY: a later one has the say
+    int m_nText;             ///< counts the texts that were shown: only the last one is answered
+    int m_nQuestion;         ///< counts the questions of GET INPUT and GET INKEY: a later one has the say
+    int m_nDialogs;          ///< texts and questions that are open or have yet to return
+    const char *m_pDeferred; ///< the slot of a command that waits for them to return, null for none
 };
 
 #endif // STKDIALOG_H

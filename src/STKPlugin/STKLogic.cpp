@@ -31,6 +31,22 @@ void appendItems(QList<StkItemClass> *list, const MDSVStkMenuItem *items, int co
     }
 }
 
+/// Copies the library's record. Where memory does not suffice the library gets its own back, the menu is left empty, and
+/// the host has the error.
+template <class Record>
+void copyMenu(StkMenuItems *pMenu, Record *pRecord, int (*pRelease)(Record *))
+{
+    try {
+        pMenu->strTitle = textOf(pRecord->usTitle);
+        appendItems(pMenu->pItemList, pRecord->pItems, pRecord->sItemCount);
+    } catch (...) {
+        pMenu->strTitle = QString();
+        pMenu->pItemList->clear();
+        pRelease(pRecord);
+        throw;
+    }
+}
+
 void setIfBetween(int *field, int value, int lowest, int highest)
 {
     if (value >= lowest && value <= highest)
@@ -236,8 +252,7 @@ bool STKLogic::GetMainMenu(StkMenuItems *pMenu)
     const int status = MDSV_STKSrv_GetMainMenu(&menu);
     if (!logOutcome(__func__, status, "MDSV_STKSrv_GetMainMenu() Returned = %li: %s: %s: %s: ", 0))
         return false;
-    pMenu->strTitle = textOf(menu.usTitle);
-    appendItems(pMenu->pItemList, menu.pItems, menu.sItemCount);
+    copyMenu(pMenu, &menu, MDSV_STKSrv_ReleaseMenus);
 
     STK_LOG_LINE("Calling  MDSV_STKSrv_ReleaseMenus()%s: %s: %s: ");
     if (MDSV_STKSrv_ReleaseMenus(&menu) != 0)
@@ -256,8 +271,7 @@ bool STKLogic::GetSubMenu(StkMenuItems *pMenu)
     const int status = MDSV_STKSrv_GetSubMenu(m_sCmdId, &menu);
     if (!logOutcome(__func__, status, "MDSV_STKSrv_GetSubMenu() Returned = %li: %s: %s: %s: ", 0))
         return false;
-    pMenu->strTitle = textOf(menu.usTitle);
-    appendItems(pMenu->pItemList, menu.pItems, menu.sItemCount);
+    copyMenu(pMenu, &menu, MDSV_STKSrv_ReleaseSubMenus);
 
     STK_LOG_LINE("Calling  MDSV_STKSrv_ReleaseSubMenus()%s: %s: %s: ");
     if (MDSV_STKSrv_ReleaseSubMenus(&menu) != 0)
