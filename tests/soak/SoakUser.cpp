@@ -19,7 +19,7 @@ namespace
 {
 
 const int INTERVAL_MS = 1;
-const int PATIENCE_MS = 300; ///< until a choice is made again, or a window that does not close is used on
+const int PATIENCE_MS = 300; ///< until a choice is made again, and until a window that does not close is used on
 
 template <typename Widget>
 Widget *visible(const QWidget *window)
@@ -53,7 +53,7 @@ SoakUser::SoakUser(QWidget *host, const CardTraffic *traffic, std::function<void
 void SoakUser::start(std::function<bool()> isWindowDue)
 {
     m_isWindowDue = std::move(isWindowDue);
-    m_patience.start();
+    m_choice.start();
     m_timer.start(INTERVAL_MS);
 }
 
@@ -65,8 +65,11 @@ void SoakUser::stop()
 
 QWidget *SoakUser::window() const
 {
-    QWidget *frame = m_host->findChild<QWidget *>("STKPlugin_Stkdialog");
-    return frame && frame->isVisible() ? frame : nullptr;
+    for (QWidget *frame : m_host->findChildren<QWidget *>("STKPlugin_Stkdialog")) {
+        if (frame->isVisible()) // one that has closed is deleted some time later
+            return frame;
+    }
+    return nullptr;
 }
 
 bool SoakUser::isAtRest() const
@@ -109,7 +112,7 @@ void SoakUser::act()
         m_open();
     } else if (m_traffic->isMenuOpen()) {
         answerMenu();
-    } else if (m_traffic->isAtRest()) {
+    } else if (m_traffic->isAtRest() && !isChoicePending()) {
         m_isClosing || m_isWindowDue() ? closeWindow() : choose();
     }
 }
@@ -161,13 +164,18 @@ void SoakUser::answerMenu()
     choose();
 }
 
-/// A choice goes to the card some time later: as long as nothing has come of it, it is not made again.
+/// A choice goes to the card some time later.
+bool SoakUser::isChoicePending() const
+{
+    return m_apdusAtChoice == m_traffic->apdus() && m_choice.elapsed() < PATIENCE_MS;
+}
+
 void SoakUser::choose()
 {
-    if (m_apdusAtChoice == m_traffic->apdus() && m_patience.elapsed() < PATIENCE_MS)
+    if (isChoicePending())
         return;
     m_apdusAtChoice = m_traffic->apdus();
-    m_patience.restart();
+    m_choice.restart();
     QTableWidget *table = window()->findChild<QTableWidget *>("STKPlugin_TableWidgetMenu");
     if (!table || table->rowCount() == 0)
         return;
@@ -180,13 +188,10 @@ void SoakUser::choose()
 void SoakUser::closeWindow()
 {
     if (!m_isClosing)
-        m_patience.restart();
-    m_isClosing = true;
-    if (m_patience.elapsed() > PATIENCE_MS) {
-        m_isClosing = false;
-        m_apdusAtChoice = -1;
+        m_attempt.restart();
+    m_isClosing = m_attempt.elapsed() < PATIENCE_MS;
+    if (!m_isClosing)
         return choose();
-    }
     click(button(window(), "STKPlugin_PushBtnClose"));
 }
 

@@ -53,6 +53,7 @@ private:
     void answerInput(QWidget *frame, QLineEdit *field);
     void answerMenu();
     void closeWindow();
+    bool isChoicePending() const;
     void choose();
     bool oneIn(int number);
     QString anAnswer();
@@ -62,7 +63,8 @@ private:
     const std::function<void()> m_open;
     std::function<bool()> m_isWindowDue;
     QTimer m_timer;
-    QElapsedTimer m_patience; ///< since the last choice, or the first attempt to close the window
+    QElapsedTimer m_choice;  ///< since the last one
+    QElapsedTimer m_attempt; ///< to close the window, since the first
     long m_apdusAtChoice = -1;
     long m_apdusAtLook = -1;
     long m_windows = 0;

@@ -14,11 +14,13 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QLoggingCategory>
+#include <QtCore/QTimer>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QWidget>
 
 #include <cstdio>
 #include <unistd.h>
+#include <utility>
 
 namespace
 {
@@ -30,6 +32,7 @@ using namespace soak;
 const int LIVES = 20;
 
 const int SAMPLE_MS = 250;
+const int LOOK_MS = 20;
 const int LINE_MS = 10000; ///< between two lines of progress in a file
 const int STUCK_MS = 60000;
 const int END_LIMIT_MS = 25000;
@@ -211,6 +214,7 @@ bool Soak::attachCard()
 {
     std::string error;
     sdk::setVirtualCardLatency(std::chrono::milliseconds(0)); // SoakCard has its own
+    sdk::setResponseLimit(std::chrono::seconds(3));           // what comes while no window is open may stay unanswered
     auto card = sdk::openVirtualCard(QFile::encodeName(m_options.profile).toStdString(), &error);
     if (!card) {
         find(QString::fromStdString(error));
@@ -226,19 +230,20 @@ bool Soak::waitFor(const std::function<bool()> &condition, int limitMs)
     QElapsedTimer idle;
     idle.start();
     long commands = m_traffic.commands();
-    while (!condition()) {
-        if (idle.elapsed() > (limitMs ? limitMs : STUCK_MS)) {
-            if (!limitMs)
-                find(QString("no command for %1 s").arg(STUCK_MS / 1000));
-            return false;
-        }
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
-        if (!limitMs && commands != m_traffic.commands()) {
-            commands = m_traffic.commands();
+    QEventLoop loop;
+    QTimer look;
+    connect(&look, &QTimer::timeout, &loop, [&] {
+        if (!limitMs && std::exchange(commands, m_traffic.commands()) != m_traffic.commands())
             idle.restart();
-        }
-    }
-    return true;
+        if (condition() || idle.elapsed() > (limitMs ? limitMs : STUCK_MS))
+            loop.quit();
+    });
+    look.start(LOOK_MS);
+    loop.exec();
+    const bool isSo = condition();
+    if (!isSo && !limitMs)
+        find(QString("no command for %1 s").arg(STUCK_MS / 1000));
+    return isSo;
 }
 
 void Soak::sample()
