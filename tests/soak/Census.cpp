@@ -10,6 +10,7 @@
 #include <QtCore/QStringList>
 #include <QtCore/QThread>
 
+#include <malloc.h>
 #include <unistd.h>
 
 // Qt tells debuggers of every object through this table; its header is private, its layout stands since Qt 5.4.
@@ -116,6 +117,11 @@ long residentKib()
         return 0;
     const long pages = QString::fromLatin1(file.readAll()).section(' ', 1, 1).toLong();
     return pages * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+long heapKib()
+{
+    return static_cast<long>(mallinfo2().uordblks / 1024);
 }
 
 int openFiles()

@@ -28,6 +28,9 @@ int livingObjects();
 /// Resident memory in KiB.
 long residentKib();
 
+/// What the main thread's allocations in use come to, in KiB.
+long heapKib();
+
 int openFiles();
 int runningThreads();
 

@@ -78,6 +78,19 @@ bool SoakUser::isAtRest() const
            (!QApplication::activeModalWidget() || QApplication::activeModalWidget() == window());
 }
 
+QString SoakUser::view() const
+{
+    QStringList seen;
+    for (const QWidget *widget : QApplication::topLevelWidgets()) {
+        if (widget->isVisible())
+            seen << QString("%1 '%2'").arg(widget->metaObject()->className(), widget->objectName());
+    }
+    const QWidget *modal = QApplication::activeModalWidget();
+    return QString("%1; modal: %2 '%3'; card %4 rest%5")
+        .arg(seen.join(", "), modal ? modal->metaObject()->className() : "none", modal ? modal->objectName() : "",
+             m_traffic->isAtRest() ? "at" : "not at", m_traffic->isMenuOpen() ? ", menu open" : "");
+}
+
 bool SoakUser::oneIn(int number)
 {
     return std::uniform_int_distribution<>(1, number)(m_random) == 1;
@@ -113,7 +126,7 @@ void SoakUser::act()
     } else if (m_traffic->isMenuOpen()) {
         answerMenu();
     } else if (m_traffic->isAtRest() && !isChoicePending()) {
-        m_isClosing || m_isWindowDue() ? closeWindow() : choose();
+        m_isClosing || m_isWindowDue() ? tryToClose() : choose();
     }
 }
 
@@ -183,16 +196,22 @@ void SoakUser::choose()
     click(button(window(), "STKPlugin_PushBtnSelect"));
 }
 
+void SoakUser::closeWindow()
+{
+    if (window())
+        click(button(window(), "STKPlugin_PushBtnClose"));
+}
+
 /// The window refuses to close while it waits for the card. Where a command was overlooked that takes long, and another
 /// command ends it.
-void SoakUser::closeWindow()
+void SoakUser::tryToClose()
 {
     if (!m_isClosing)
         m_attempt.restart();
     m_isClosing = m_attempt.elapsed() < PATIENCE_MS;
     if (!m_isClosing)
         return choose();
-    click(button(window(), "STKPlugin_PushBtnClose"));
+    closeWindow();
 }
 
 } // namespace soak

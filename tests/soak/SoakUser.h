@@ -43,6 +43,12 @@ public:
     /// Nothing is open but, maybe, the window with its main menu, and the card waits for nothing.
     bool isAtRest() const;
 
+    /// Clicks the window's Close button, if it is open.
+    void closeWindow();
+
+    /// What is to be seen at the moment, for people to read.
+    QString view() const;
+
 private slots:
     void tick();
     void act();
@@ -52,7 +58,7 @@ private:
     void answerBox(QWidget *frame, QMessageBox *box);
     void answerInput(QWidget *frame, QLineEdit *field);
     void answerMenu();
-    void closeWindow();
+    void tryToClose();
     bool isChoicePending() const;
     void choose();
     bool oneIn(int number);

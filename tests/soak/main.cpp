@@ -151,7 +151,7 @@ int Soak::run()
         std::fprintf(stderr, "stk_soak: %s: %s\n", qPrintable(m_options.csv), qPrintable(m_csv.errorString()));
         return 1;
     }
-    m_csv.write("seconds,commands,windows,rss_kib,files,threads,objects\n");
+    m_csv.write("seconds,commands,windows,rss_kib,files,threads,objects,heap_kib\n");
     m_clock.start();
     QTimer sampler;
     connect(&sampler, &QTimer::timeout, this, [this] { sample(); });
@@ -197,11 +197,15 @@ bool Soak::live(int life)
     m_user.start(isWindowDue);
     const bool isDone = waitFor(
         [&] { return m_traffic.commands() >= commands && m_user.windows() >= windows && m_user.isAtRest(); }, 0);
-    // The device goes, and the window with it; then the host ends.
+    // The device goes, and the window with it, or at the latest when its wait for the card is over; then the host ends.
     m_user.stop();
     sdk::detachDevice();
-    if (isDone && !waitFor([this] { return !QApplication::activeModalWidget(); }, END_LIMIT_MS))
-        find("the window stays open when the device has gone");
+    const auto isClosed = [this] {
+        m_user.closeWindow();
+        return !QApplication::activeModalWidget();
+    };
+    if (isDone && !waitFor(isClosed, END_LIMIT_MS))
+        find("the window stays open when the device has gone: " + m_user.view());
     m_plugin.unload();
     sdk::shutDown();
     while (QApplication::overrideCursor()) // which the window never takes back
@@ -230,19 +234,20 @@ bool Soak::waitFor(const std::function<bool()> &condition, int limitMs)
     QElapsedTimer idle;
     idle.start();
     long commands = m_traffic.commands();
+    bool isSo = false;
     QEventLoop loop;
     QTimer look;
     connect(&look, &QTimer::timeout, &loop, [&] {
         if (!limitMs && std::exchange(commands, m_traffic.commands()) != m_traffic.commands())
             idle.restart();
-        if (condition() || idle.elapsed() > (limitMs ? limitMs : STUCK_MS))
+        isSo = condition();
+        if (isSo || idle.elapsed() > (limitMs ? limitMs : STUCK_MS))
             loop.quit();
     });
     look.start(LOOK_MS);
     loop.exec();
-    const bool isSo = condition();
     if (!isSo && !limitMs)
-        find(QString("no command for %1 s").arg(STUCK_MS / 1000));
+        find(QString("no command for %1 s: %2").arg(STUCK_MS / 1000).arg(m_user.view()));
     return isSo;
 }
 
@@ -250,7 +255,7 @@ void Soak::sample()
 {
     const long memory = residentKib();
     m_points.push_back({double(m_traffic.commands()), double(memory)});
-    m_csv.write(QString("%1,%2,%3,%4,%5,%6,%7\n")
+    m_csv.write(QString("%1,%2,%3,%4,%5,%6,%7,%8\n")
                     .arg(double(m_clock.elapsed()) / 1000, 0, 'f', 1)
                     .arg(m_traffic.commands())
                     .arg(m_user.windows())
@@ -258,7 +263,9 @@ void Soak::sample()
                     .arg(openFiles())
                     .arg(runningThreads())
                     .arg(livingObjects())
+                    .arg(heapKib())
                     .toLatin1());
+    m_csv.flush();
     printProgress(memory);
 }
 
