@@ -5,6 +5,9 @@
 # run on the offscreen platform; the other kinds run in a real window, in an X server of their own. A program with
 # SHARDS is registered that many times, as tst_<class>-1 and so on; each run takes its share of the data rows, which
 # STK_TEST_SHARD names to it ("1/4" for the first of four).
+#
+# STK_TEST_TIMEOUT_FACTOR stretches every time limit, for builds that run slower.
+set(STK_TEST_TIMEOUT_FACTOR 1 CACHE STRING "What the tests' time limits are multiplied by")
 find_package(Qt5 5.15 REQUIRED COMPONENTS Test)
 
 # What takes most of the time in compiling a test is reading Qt's headers: they are read once. Sources include what they
@@ -21,6 +24,7 @@ function(stk_add_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 60)
   endif()
+  math(EXPR ARG_TIMEOUT "${ARG_TIMEOUT} * ${STK_TEST_TIMEOUT_FACTOR}")
 
   add_executable(tst_${name} ${ARG_SOURCES})
   target_include_directories(tst_${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")

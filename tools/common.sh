@@ -1,8 +1,8 @@
 # The part that run and check share: packages, configuring, building. Sourced, with `set -eu` on and `root` set to the
 # top of the tree.
 
-readonly preset=dev
-readonly build="$root/build/$preset"
+readonly preset="${preset:-dev}" # another one when the script has set it
+build="$root/build/$preset"
 
 die() {
     echo "${0##*/}: $1" >&2
