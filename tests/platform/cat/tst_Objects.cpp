@@ -239,7 +239,10 @@ void tst_Objects::refusesMalformedObjects_data()
     row("SS string without a value", "8103011100 82028183 8900", "SS string");
     row("USSD string without a value", ussdHead + "8A00", "USSD string");
     row("USSD string in a compressed coding", ussdHead + "8A026041", "USSD string");
+    row("USSD string in a compressed coding with a class", ussdHead + "8A027041", "USSD string");
     row("USSD string with a language in front", ussdHead + "8A021041", "USSD string");
+    row("USSD string with a user data header", ussdHead + "8A029441", "USSD string");
+    row("USSD string of another protocol", ussdHead + "8A02E041", "USSD string");
     row("empty SMS TPDU", "8103011300 82028183 8B00", "TPDU");
     row("changed files without a list", "8103010101 82028182", "file list is missing", Result::ValuesMissing);
     row("initialization and changed files without a list", "8103010102 82028182", "file list is missing",
