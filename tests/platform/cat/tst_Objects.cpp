@@ -46,6 +46,25 @@ const FullCommand fullCommands[] = {
      "850141 180113 900101 9E020101 9F020105 D004001000B4 D104000600B4 E80101"},
 };
 
+/// The tags of those objects as they are written: as the command's clause has them, those that are only kept behind
+/// all others.
+const char *const writtenTags[] = {
+    "01 02 0D 1E 2B 04 50 68",
+    "01 02 0D 1E 04 50 68",
+    "01 02 0D 11 17 1E 50 04 68",
+    "01 02 05 0E 04 1E 50 68",
+    "01 02 05 06 0B 1E 50 68",
+    "01 02 05 09 1E 50 68",
+    "01 02 05 0A 1E 50 68",
+    "01 02 06 08 04 1E 05 1E 50 50 07 68",
+    "01 02 12 05 1E 50 2F 68 72",
+    "01 02 0D 1E 50 68",
+    "01 02 31 05 1E 50 30 32 33 33 0D 68 47 0D",
+    "01 02 05 0F 18 1E 1F 50 51",
+    "01 02 05 0F 18 10 1E 1F 50 51 68",
+};
+static_assert(std::size(writtenTags) == std::size(fullCommands), "one row for each command");
+
 QByteArray objectsOf(const FullCommand &command)
 {
     return QByteArray(command.needed) + " " + command.optional;
@@ -77,6 +96,8 @@ class tst_Objects : public QObject
 private slots:
     void everyObjectBothWays_data() { addFullCommands(); }
     void everyObjectBothWays();
+    void writesObjectsInTheOrderOfTheClause_data() { addFullCommands(); }
+    void writesObjectsInTheOrderOfTheClause();
     void commandsHaveTheirDevice_data() { addFullCommands(); }
     void commandsHaveTheirDevice();
     void neededObjectsAreMissed_data() { addFullCommands(); }
@@ -117,6 +138,17 @@ void tst_Objects::everyObjectBothWays()
     };
     const Bytes original = wrapped(objectsOf(fullCommands[index]));
     QCOMPARE(sorted(cat::readBer(encoded)->value), sorted(cat::readBer(original)->value));
+}
+
+void tst_Objects::writesObjectsInTheOrderOfTheClause()
+{
+    QFETCH(int, index);
+    const Bytes encoded = cat::encodeCommand(decode(objectsOf(fullCommands[index])).command);
+    Bytes tags;
+    cat::TlvReader reader(cat::readBer(encoded)->value);
+    while (const std::optional<cat::TlvObject> next = reader.next())
+        tags.push_back(static_cast<std::uint8_t>(next->tag));
+    QCOMPARE(hexOf(tags), QByteArray(writtenTags[index]).replace(' ', ""));
 }
 
 void tst_Objects::commandsHaveTheirDevice()
