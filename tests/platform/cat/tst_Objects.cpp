@@ -248,6 +248,11 @@ void tst_Objects::refusesMalformedObjects_data()
     row("icon with an empty idle text", "8103012800 82028182 8D00 9E020101", "icon");
     row("icon with a text of no characters", textHead + "8D0104 9E020101", "icon");
     row("icon with an empty alpha identifier", toneHead + "8500 9E020101", "icon");
+    row("SMS icon with an empty alpha identifier", "8103011301 82028183 8500 8B09010002911040F00120 9E020101", "icon");
+    row("SS icon with an empty alpha identifier", "8103011100 82028183 8500 890491BA13FB 9E020101", "icon");
+    row("USSD icon with an empty alpha identifier", ussdHead + "8500 8A06F0AA180C3602 9E020101", "icon");
+    row("browser icon with an empty alpha identifier", "8103011503 82028182 310161 0500 1E020101", "icon");
+    row("REFRESH icon with an empty alpha identifier", "8103010104 82028182 8500 9E020101", "icon");
     row("call icon with an empty alpha identifier", callHead + "850141 86029121 8500 9E020101 9E020101", "icon");
     row("icon of one byte", textHead + text + "9E0101", "icon identifier 01");
     row("immediate response with a value", textHead + text + "AB0100", "immediate response 00");
