@@ -119,10 +119,12 @@ bool isZero(const void *record, size_t size)
     return true;
 }
 
-/// An array of exactly the given items, so that a sanitizer sees a step past the last one.
+/// An array of exactly the given items, so that a sanitizer sees a step past the last one; null without any.
 MDSVStkMenuItem *allocate(const QList<MenuItem> &items)
 {
-    void *memory = std::malloc(items.isEmpty() ? 1 : size_t(items.size()) * sizeof(MDSVStkMenuItem));
+    if (items.isEmpty())
+        return nullptr;
+    void *memory = std::malloc(size_t(items.size()) * sizeof(MDSVStkMenuItem));
     MDSVStkMenuItem *array = static_cast<MDSVStkMenuItem *>(memory);
     for (int i = 0; i < items.size(); ++i) {
         array[i].sItemId = int16_t(items.at(i).id);

@@ -46,6 +46,25 @@ const FullCommand fullCommands[] = {
      "850141 180113 900101 9E020101 9F020105 D004001000B4 D104000600B4 E80101"},
 };
 
+/// The tags of those objects as they are written: as the command's clause has them, those that are only kept behind
+/// all others.
+const char *const writtenTags[] = {
+    "01 02 0D 1E 2B 04 50 68",
+    "01 02 0D 1E 04 50 68",
+    "01 02 0D 11 17 1E 50 04 68",
+    "01 02 05 0E 04 1E 50 68",
+    "01 02 05 06 0B 1E 50 68",
+    "01 02 05 09 1E 50 68",
+    "01 02 05 0A 1E 50 68",
+    "01 02 06 08 04 1E 05 1E 50 50 07 68",
+    "01 02 12 05 1E 50 2F 68 72",
+    "01 02 0D 1E 50 68",
+    "01 02 31 05 1E 50 30 32 33 33 0D 68 47 0D",
+    "01 02 05 0F 18 1E 1F 50 51",
+    "01 02 05 0F 18 10 1E 1F 50 51 68",
+};
+static_assert(std::size(writtenTags) == std::size(fullCommands), "one row for each command");
+
 QByteArray objectsOf(const FullCommand &command)
 {
     return QByteArray(command.needed) + " " + command.optional;
@@ -77,6 +96,8 @@ class tst_Objects : public QObject
 private slots:
     void everyObjectBothWays_data() { addFullCommands(); }
     void everyObjectBothWays();
+    void writesObjectsInTheOrderOfTheClause_data() { addFullCommands(); }
+    void writesObjectsInTheOrderOfTheClause();
     void commandsHaveTheirDevice_data() { addFullCommands(); }
     void commandsHaveTheirDevice();
     void neededObjectsAreMissed_data() { addFullCommands(); }
@@ -117,6 +138,17 @@ void tst_Objects::everyObjectBothWays()
     };
     const Bytes original = wrapped(objectsOf(fullCommands[index]));
     QCOMPARE(sorted(cat::readBer(encoded)->value), sorted(cat::readBer(original)->value));
+}
+
+void tst_Objects::writesObjectsInTheOrderOfTheClause()
+{
+    QFETCH(int, index);
+    const Bytes encoded = cat::encodeCommand(decode(objectsOf(fullCommands[index])).command);
+    Bytes tags;
+    cat::TlvReader reader(cat::readBer(encoded)->value);
+    while (const std::optional<cat::TlvObject> next = reader.next())
+        tags.push_back(static_cast<std::uint8_t>(next->tag));
+    QCOMPARE(hexOf(tags), QByteArray(writtenTags[index]).replace(' ', ""));
 }
 
 void tst_Objects::commandsHaveTheirDevice()
@@ -216,6 +248,11 @@ void tst_Objects::refusesMalformedObjects_data()
     row("icon with an empty idle text", "8103012800 82028182 8D00 9E020101", "icon");
     row("icon with a text of no characters", textHead + "8D0104 9E020101", "icon");
     row("icon with an empty alpha identifier", toneHead + "8500 9E020101", "icon");
+    row("SMS icon with an empty alpha identifier", "8103011301 82028183 8500 8B09010002911040F00120 9E020101", "icon");
+    row("SS icon with an empty alpha identifier", "8103011100 82028183 8500 890491BA13FB 9E020101", "icon");
+    row("USSD icon with an empty alpha identifier", ussdHead + "8500 8A06F0AA180C3602 9E020101", "icon");
+    row("browser icon with an empty alpha identifier", "8103011503 82028182 310161 0500 1E020101", "icon");
+    row("REFRESH icon with an empty alpha identifier", "8103010104 82028182 8500 9E020101", "icon");
     row("call icon with an empty alpha identifier", callHead + "850141 86029121 8500 9E020101 9E020101", "icon");
     row("icon of one byte", textHead + text + "9E0101", "icon identifier 01");
     row("immediate response with a value", textHead + text + "AB0100", "immediate response 00");
@@ -239,7 +276,10 @@ void tst_Objects::refusesMalformedObjects_data()
     row("SS string without a value", "8103011100 82028183 8900", "SS string");
     row("USSD string without a value", ussdHead + "8A00", "USSD string");
     row("USSD string in a compressed coding", ussdHead + "8A026041", "USSD string");
+    row("USSD string in a compressed coding with a class", ussdHead + "8A027041", "USSD string");
     row("USSD string with a language in front", ussdHead + "8A021041", "USSD string");
+    row("USSD string with a user data header", ussdHead + "8A029441", "USSD string");
+    row("USSD string of another protocol", ussdHead + "8A02E041", "USSD string");
     row("empty SMS TPDU", "8103011300 82028183 8B00", "TPDU");
     row("changed files without a list", "8103010101 82028182", "file list is missing", Result::ValuesMissing);
     row("initialization and changed files without a list", "8103010102 82028182", "file list is missing",

@@ -129,6 +129,7 @@ void tst_Values::readsOtherCodingSchemes_data()
     row("automatic deletion, UCS2", textHead + "8D03480041", TextCoding::Ucs2);
     row("class group, packed", textHead + "8D02F041", TextCoding::Gsm7Packed);
     row("class group, 8 bit", textHead + "8D02F441", TextCoding::Gsm8Bit);
+    row("reserved group", textHead + "8D028441", TextCoding::Gsm7Packed);
     row("message waiting, packed", textHead + "8D02C041", TextCoding::Gsm7Packed);
     row("message waiting, UCS2", textHead + "8D03E00041", TextCoding::Ucs2);
     row("nothing behind 8 bit", textHead + "8D0104", TextCoding::Gsm8Bit);
@@ -212,6 +213,7 @@ void tst_Values::ussdBothWays_data()
     row("packed, seven characters", "F0AA180CA6AA8D1A", "*100*5#", "F0AA180CA6AA8D1A");
     row("8 bit", "442A31303023", "*100#", "442A31303023");
     row("8 bit with a class", "F52A31303023", "*100#", "442A31303023");
+    row("8 bit with a class in the general group", "552A31303023", "*100#", "442A31303023");
     row("UCS2", "4804170414", "ЗД", "4804170414");
     row("UCS2, surrogate pair", "48D83DDE00", "😀", "48D83DDE00");
     row("no characters", "F0", "", "F0");

@@ -295,6 +295,8 @@ private slots:
     void menuFetchAndReleaseAreLogged();
     void menuWithoutItemsIsReleased_data();
     void menuWithoutItemsIsReleased();
+    void menuWithACountButNoItemsIsEmpty_data();
+    void menuWithACountButNoItemsIsEmpty();
     void failedMenuFetchLeavesTheMenuEmpty_data();
     void failedMenuFetchLeavesTheMenuEmpty();
     void manyItemsKeepTheirOrder();
@@ -958,6 +960,30 @@ void tst_STKLogic::menuWithoutItemsIsReleased()
     m_sdk->setMainMenuCount(count);
     m_sdk->setSubMenu("Empty", {{1, "not to be read"}});
     m_sdk->setSubMenuCount(count);
+    QList<StkItemClass> items = {{9, "old"}};
+    StkMenuItems menu = {"old title", &items};
+
+    QVERIFY(sub ? logic->GetSubMenu(&menu) : logic->GetMainMenu(&menu));
+    QCOMPARE(menu.strTitle, QString("Empty"));
+    QVERIFY(items.isEmpty());
+    QCOMPARE(journal::count(sub ? "MDSV_STKSrv_ReleaseSubMenus" : "MDSV_STKSrv_ReleaseMenus"), 1);
+}
+
+void tst_STKLogic::menuWithACountButNoItemsIsEmpty_data()
+{
+    QTest::addColumn<bool>("sub");
+    QTest::newRow("main menu") << false;
+    QTest::newRow("sub-menu") << true;
+}
+
+void tst_STKLogic::menuWithACountButNoItemsIsEmpty()
+{
+    QFETCH(bool, sub);
+    STKLogic *logic = make();
+    m_sdk->setMainMenu("Empty", {});
+    m_sdk->setMainMenuCount(3);
+    m_sdk->setSubMenu("Empty", {});
+    m_sdk->setSubMenuCount(3);
     QList<StkItemClass> items = {{9, "old"}};
     StkMenuItems menu = {"old title", &items};
 

@@ -170,6 +170,7 @@ private slots:
     void callbacksAreWithdrawn();
     void withdrawingMakesTheWindowObjectWhenThereIsNone();
     void hostDrivesItFromLoadingToDeletion();
+    void worksInSilenceWhenDebugOutputIsOff();
 
 private:
     STKPlugin *make();
@@ -649,6 +650,25 @@ void tst_STKPlugin::hostDrivesItFromLoadingToDeletion()
     QVERIFY(m_core->frames().first()->isVisible());
     destroy();
     QVERIFY(!m_plugin);
+}
+
+void tst_STKPlugin::worksInSilenceWhenDebugOutputIsOff()
+{
+    m_log->setDebugOutput(false);
+    make();
+    for (const FixedAnswer &operation : fixedAnswers())
+        QVERIFY2(operation.run(m_plugin) == operation.answer, operation.function);
+    QRect rect;
+    QVERIFY(m_plugin->ShowWindow(m_parent.data(), rect));
+    QVERIFY(m_plugin->ChangeLang("de"));
+    QCOMPARE(m_plugin->Notify(LANGUAGE_CHANGED, 0, 0), 0);
+    m_plugin->UnSDKRegisterEvent();
+    STKDialog *dialog = peek(m_plugin.data(), &Peek::m_pStkDialog);
+    peek(m_plugin.data(), &Peek::m_pStkDialog) = nullptr;
+    QVERIFY(!m_plugin->ShowWindow(m_parent.data(), rect));
+    peek(m_plugin.data(), &Peek::m_pStkDialog) = dialog;
+    destroy();
+    QCOMPARE(m_log->debug(), QStringList());
 }
 
 QTEST_MAIN(tst_STKPlugin)

@@ -255,7 +255,7 @@ void tst_STKThread::waitOverMidnightEndsOnlyByTheStop()
     STKThread *thread = m_thread.data();
     clock.onNap([=](int nap) {
         if (nap == TEN_MINUTES / 100)
-            peek(thread, &Peek::m_bStop) = true;
+            thread->RequestStop();
     });
     m_thread->SetTimeOut(20);
     QCOMPARE(runToEnd(), 1);
