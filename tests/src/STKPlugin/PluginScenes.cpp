@@ -142,13 +142,19 @@ void letTheWaiterLook(DialogStage &s)
         QThread::msleep(5);
 }
 
-/// The card's next command comes while the window waits; the wait has ended and its signal was delivered.
+/// The wait ends, and its signal is delivered.
+void endTheWait(DialogStage &s)
+{
+    s.world.thread()->wait(10000);
+    QCoreApplication::sendPostedEvents(s.world.dialog, QEvent::MetaCall);
+}
+
+/// The card's next command comes while the window waits.
 void nextCommand(DialogStage &s, int type, int cmdId)
 {
     letTheWaiterLook(s);
     s.world.sdk.raiseStk(type, cmdId);
-    s.world.thread()->wait(10000);
-    QCoreApplication::sendPostedEvents(s.world.dialog, QEvent::MetaCall);
+    endTheWait(s);
 }
 
 /// One step of the session under its own heading.
@@ -188,10 +194,13 @@ void playSession(DialogStage &s, STKPlugin *plugin, QStringList *text)
         chooseRow(s, 1);
         nextCommand(s, MDSV_STKTYPE_SELECT_ITEM, 2);
     });
-    step(s, text, "Weather is selected, and the card answers with a text, which is confirmed", [&] {
+    step(s, text, "Weather is selected, and the card answers with a text, which is confirmed after the wait", [&] {
         chooseRow(s, 1);
-        s.inFrames({[](QWidget *frame) { command::leave(frame, "IDS_OK"); }},
-                   [&] { nextCommand(s, MDSV_STKTYPE_DISPLAY_TEXT, 3); });
+        const auto confirm = [&](QWidget *frame) {
+            endTheWait(s);
+            command::leave(frame, "IDS_OK");
+        };
+        s.inFrames({confirm}, [&] { nextCommand(s, MDSV_STKTYPE_DISPLAY_TEXT, 3); });
     });
     step(s, text, "the card asks for an input, which is given, and answers with a tone", [&] {
         s.inFrames({typeAndConfirm}, [&] { s.world.sdk.raiseStk(MDSV_STKTYPE_GET_INPUT, 4); });
