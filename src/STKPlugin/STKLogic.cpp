@@ -31,8 +31,8 @@ void appendItems(QList<StkItemClass> *list, const MDSVStkMenuItem *items, int co
     }
 }
 
-/// Copies the library's record. Where memory does not suffice the library gets its own back, the menu is left empty, and
-/// the host has the error.
+/// Copies the library's record. Where memory does not suffice the library gets its own back, the menu is left empty,
+/// and the host has the error.
 template <class Record>
 void copyMenu(StkMenuItems *pMenu, Record *pRecord, int (*pRelease)(Record *))
 {
