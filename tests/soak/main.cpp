@@ -70,7 +70,7 @@ bool readOptions(const QStringList &arguments, Options *options)
     parser.addOption({"windows", "", "number"});
     parser.addOption({"csv", "", "file"});
     parser.addOption({"profile", "", "file", SOAK_PROFILE});
-    parser.addOption({"plugin", "", "file", STK_PLUGIN_FILE});
+    parser.addOption({"library", "", "file", STK_PLUGIN_FILE});
     if (!parser.parse(arguments) || !parser.positionalArguments().isEmpty()) {
         std::fprintf(stderr, "stk_soak: %s\n", qPrintable(parser.errorText()));
         return false;
@@ -82,7 +82,7 @@ bool readOptions(const QStringList &arguments, Options *options)
         options->windows = parser.value("windows").toLong(&isNumber[1]);
     options->csv = parser.value("csv");
     options->profile = parser.value("profile");
-    options->plugin = parser.value("plugin");
+    options->plugin = parser.value("library");
     if (isNumber[0] && isNumber[1] && options->commands >= LIVES && options->windows >= LIVES)
         return true;
     std::fprintf(stderr, "stk_soak: --commands and --windows are numbers from %d\n", LIVES);

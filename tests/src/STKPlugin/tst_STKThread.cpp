@@ -32,7 +32,7 @@ struct LogicPeek : STKLogic {
 };
 
 const char *const PATH = "../../src/STKPlugin/STKThread";
-const int LIMIT_MS = 10000; ///< of a wait in a test; far more than any takes
+const int LIMIT_MS = 40000; ///< of a wait in a test; far more than any takes
 
 /// "<time>: path: function: end"
 QString timed(const QString &function, const QString &end)
