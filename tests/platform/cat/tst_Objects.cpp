@@ -108,6 +108,8 @@ private slots:
     void survivesTruncationAndCorruption();
     void refusesMalformedObjects_data();
     void refusesMalformedObjects();
+    void iconsExplainThemselvesByOneBit_data();
+    void iconsExplainThemselvesByOneBit();
     void inputCarriesEverything();
     void flagsOfTheQualifier_data();
     void flagsOfTheQualifier();
@@ -255,6 +257,7 @@ void tst_Objects::refusesMalformedObjects_data()
     row("REFRESH icon with an empty alpha identifier", "8103010104 82028182 8500 9E020101", "icon");
     row("call icon with an empty alpha identifier", callHead + "850141 86029121 8500 9E020101 9E020101", "icon");
     row("icon of one byte", textHead + text + "9E0101", "icon identifier 01");
+    row("icon of three bytes", textHead + text + "9E03000101", "icon identifier 000101");
     row("immediate response with a value", textHead + text + "AB0100", "immediate response 00");
     row("duration of one byte", keyHead + text + "840101", "duration 01");
     row("duration in an unknown unit", keyHead + text + "84020301", "duration 0301");
@@ -294,6 +297,25 @@ void tst_Objects::refusesMalformedObjects()
     QVERIFY2(QString::fromStdString(decoded.reason).contains(reason), decoded.reason.c_str());
     QTEST(static_cast<int>(decoded.result), "result");
     QVERIFY(decoded.detailsKnown);
+}
+
+void tst_Objects::iconsExplainThemselvesByOneBit_data()
+{
+    QTest::addColumn<QByteArray>("icon");
+    QTest::addColumn<bool>("selfExplanatory");
+    QTest::newRow("no bit") << QByteArray("9E020007") << true;
+    QTest::newRow("the bit") << QByteArray("9E020107") << false;
+    QTest::newRow("reserved bits") << QByteArray("9E02FE07") << true;
+    QTest::newRow("all bits") << QByteArray("9E02FF07") << false;
+}
+
+void tst_Objects::iconsExplainThemselvesByOneBit()
+{
+    QFETCH(QByteArray, icon);
+    const cat::DecodedCommand decoded = decode(textHead + "8D020441" + icon);
+    QVERIFY2(decoded.result == Result::Performed, decoded.reason.c_str());
+    QTEST(decoded.command.icon->selfExplanatory, "selfExplanatory");
+    QCOMPARE(int(decoded.command.icon->id), 7);
 }
 
 void tst_Objects::inputCarriesEverything()
