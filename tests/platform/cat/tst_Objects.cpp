@@ -79,6 +79,16 @@ cat::DecodedCommand decodeCopy(const Bytes &pdu, std::size_t size)
     return cat::decodeCommand(cat::ByteView(copy.get(), size));
 }
 
+/// The tags of a command's objects, without their flags.
+QByteArray tagsOf(const Bytes &encoded)
+{
+    Bytes tags;
+    cat::TlvReader reader(cat::readBer(encoded)->value);
+    while (const std::optional<cat::TlvObject> next = reader.next())
+        tags.push_back(static_cast<std::uint8_t>(next->tag));
+    return hexOf(tags);
+}
+
 void addFullCommands()
 {
     QTest::addColumn<int>("index");
@@ -118,6 +128,8 @@ private slots:
     void callObjectsAreToldApartByTheirPlace_data();
     void callObjectsAreToldApartByTheirPlace();
     void leavesOutObjectsOfOtherCommands();
+    void onlyAMenuIsWrittenWithAnEmptyItem_data();
+    void onlyAMenuIsWrittenWithAnEmptyItem();
 };
 
 void tst_Objects::everyObjectBothWays()
@@ -146,11 +158,7 @@ void tst_Objects::writesObjectsInTheOrderOfTheClause()
 {
     QFETCH(int, index);
     const Bytes encoded = cat::encodeCommand(decode(objectsOf(fullCommands[index])).command);
-    Bytes tags;
-    cat::TlvReader reader(cat::readBer(encoded)->value);
-    while (const std::optional<cat::TlvObject> next = reader.next())
-        tags.push_back(static_cast<std::uint8_t>(next->tag));
-    QCOMPARE(hexOf(tags), QByteArray(writtenTags[index]).replace(' ', ""));
+    QCOMPARE(tagsOf(encoded), QByteArray(writtenTags[index]).replace(' ', ""));
 }
 
 void tst_Objects::commandsHaveTheirDevice()
@@ -479,6 +487,22 @@ void tst_Objects::leavesOutObjectsOfOtherCommands()
     QCOMPARE(hexOf(cat::encodeCommand(command)), hexOf(wrapped("8103012200 82028182 8D020441")));
     command.details.type = CommandType::TimerManagement;
     QCOMPARE(hexOf(cat::encodeCommand(command)), hexOf(wrapped("8103012700 82028182")));
+}
+
+void tst_Objects::onlyAMenuIsWrittenWithAnEmptyItem_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QByteArray>("tags");
+    QTest::newRow("SET UP MENU") << static_cast<int>(CommandType::SetUpMenu) << QByteArray("01020F");
+    QTest::newRow("SELECT ITEM") << static_cast<int>(CommandType::SelectItem) << QByteArray("0102");
+}
+
+void tst_Objects::onlyAMenuIsWrittenWithAnEmptyItem()
+{
+    QFETCH(int, type);
+    Command command;
+    command.details.type = static_cast<CommandType>(type);
+    QTEST(tagsOf(cat::encodeCommand(command)), "tags");
 }
 
 QTEST_APPLESS_MAIN(tst_Objects)
