@@ -22,6 +22,7 @@ private slots:
     void gsm8BitBothWays();
     void gsm8BitDecodesWhatNobodyEncodes_data();
     void gsm8BitDecodesWhatNobodyEncodes();
+    void gsm8BitReadsNothingBehindItsEnd();
     void everySeptetSurvives();
     void gsmRefusesOtherCharacters_data();
     void gsmRefusesOtherCharacters();
@@ -87,6 +88,13 @@ void tst_Text::gsm8BitDecodesWhatNobodyEncodes()
 {
     QFETCH(QByteArray, hex);
     QTEST(textOf(cat::decodeGsm8Bit(bytesOf(hex))), "text");
+}
+
+void tst_Text::gsm8BitReadsNothingBehindItsEnd()
+{
+    const std::uint8_t octets[] = {'A', 0x1B, 0x65};
+    QCOMPARE(textOf(cat::decodeGsm8Bit(cat::ByteView(octets, 2))), QString("A "));
+    QCOMPARE(textOf(cat::decodeGsm8Bit(cat::ByteView(octets, 3))), QString::fromUtf8("A€"));
 }
 
 void tst_Text::everySeptetSurvives()
