@@ -1,4 +1,5 @@
 #include "cat/Command.h"
+#include "cat/Objects.h"
 
 #include <QtTest>
 
