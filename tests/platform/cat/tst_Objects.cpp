@@ -79,6 +79,16 @@ cat::DecodedCommand decodeCopy(const Bytes &pdu, std::size_t size)
     return cat::decodeCommand(cat::ByteView(copy.get(), size));
 }
 
+/// The tags of a command's objects, without their flags.
+QByteArray tagsOf(const Bytes &encoded)
+{
+    Bytes tags;
+    cat::TlvReader reader(cat::readBer(encoded)->value);
+    while (const std::optional<cat::TlvObject> next = reader.next())
+        tags.push_back(static_cast<std::uint8_t>(next->tag));
+    return hexOf(tags);
+}
+
 void addFullCommands()
 {
     QTest::addColumn<int>("index");
@@ -108,6 +118,8 @@ private slots:
     void survivesTruncationAndCorruption();
     void refusesMalformedObjects_data();
     void refusesMalformedObjects();
+    void iconsExplainThemselvesByOneBit_data();
+    void iconsExplainThemselvesByOneBit();
     void inputCarriesEverything();
     void flagsOfTheQualifier_data();
     void flagsOfTheQualifier();
@@ -116,6 +128,8 @@ private slots:
     void callObjectsAreToldApartByTheirPlace_data();
     void callObjectsAreToldApartByTheirPlace();
     void leavesOutObjectsOfOtherCommands();
+    void onlyAMenuIsWrittenWithAnEmptyItem_data();
+    void onlyAMenuIsWrittenWithAnEmptyItem();
 };
 
 void tst_Objects::everyObjectBothWays()
@@ -144,11 +158,7 @@ void tst_Objects::writesObjectsInTheOrderOfTheClause()
 {
     QFETCH(int, index);
     const Bytes encoded = cat::encodeCommand(decode(objectsOf(fullCommands[index])).command);
-    Bytes tags;
-    cat::TlvReader reader(cat::readBer(encoded)->value);
-    while (const std::optional<cat::TlvObject> next = reader.next())
-        tags.push_back(static_cast<std::uint8_t>(next->tag));
-    QCOMPARE(hexOf(tags), QByteArray(writtenTags[index]).replace(' ', ""));
+    QCOMPARE(tagsOf(encoded), QByteArray(writtenTags[index]).replace(' ', ""));
 }
 
 void tst_Objects::commandsHaveTheirDevice()
@@ -255,6 +265,7 @@ void tst_Objects::refusesMalformedObjects_data()
     row("REFRESH icon with an empty alpha identifier", "8103010104 82028182 8500 9E020101", "icon");
     row("call icon with an empty alpha identifier", callHead + "850141 86029121 8500 9E020101 9E020101", "icon");
     row("icon of one byte", textHead + text + "9E0101", "icon identifier 01");
+    row("icon of three bytes", textHead + text + "9E03000101", "icon identifier 000101");
     row("immediate response with a value", textHead + text + "AB0100", "immediate response 00");
     row("duration of one byte", keyHead + text + "840101", "duration 01");
     row("duration in an unknown unit", keyHead + text + "84020301", "duration 0301");
@@ -294,6 +305,25 @@ void tst_Objects::refusesMalformedObjects()
     QVERIFY2(QString::fromStdString(decoded.reason).contains(reason), decoded.reason.c_str());
     QTEST(static_cast<int>(decoded.result), "result");
     QVERIFY(decoded.detailsKnown);
+}
+
+void tst_Objects::iconsExplainThemselvesByOneBit_data()
+{
+    QTest::addColumn<QByteArray>("icon");
+    QTest::addColumn<bool>("selfExplanatory");
+    QTest::newRow("no bit") << QByteArray("9E020007") << true;
+    QTest::newRow("the bit") << QByteArray("9E020107") << false;
+    QTest::newRow("reserved bits") << QByteArray("9E02FE07") << true;
+    QTest::newRow("all bits") << QByteArray("9E02FF07") << false;
+}
+
+void tst_Objects::iconsExplainThemselvesByOneBit()
+{
+    QFETCH(QByteArray, icon);
+    const cat::DecodedCommand decoded = decode(textHead + "8D020441" + icon);
+    QVERIFY2(decoded.result == Result::Performed, decoded.reason.c_str());
+    QTEST(decoded.command.icon->selfExplanatory, "selfExplanatory");
+    QCOMPARE(int(decoded.command.icon->id), 7);
 }
 
 void tst_Objects::inputCarriesEverything()
@@ -457,6 +487,22 @@ void tst_Objects::leavesOutObjectsOfOtherCommands()
     QCOMPARE(hexOf(cat::encodeCommand(command)), hexOf(wrapped("8103012200 82028182 8D020441")));
     command.details.type = CommandType::TimerManagement;
     QCOMPARE(hexOf(cat::encodeCommand(command)), hexOf(wrapped("8103012700 82028182")));
+}
+
+void tst_Objects::onlyAMenuIsWrittenWithAnEmptyItem_data()
+{
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QByteArray>("tags");
+    QTest::newRow("SET UP MENU") << static_cast<int>(CommandType::SetUpMenu) << QByteArray("01020F");
+    QTest::newRow("SELECT ITEM") << static_cast<int>(CommandType::SelectItem) << QByteArray("0102");
+}
+
+void tst_Objects::onlyAMenuIsWrittenWithAnEmptyItem()
+{
+    QFETCH(int, type);
+    Command command;
+    command.details.type = static_cast<CommandType>(type);
+    QTEST(tagsOf(cat::encodeCommand(command)), "tags");
 }
 
 QTEST_APPLESS_MAIN(tst_Objects)

@@ -22,6 +22,7 @@ private slots:
     void gsm8BitBothWays();
     void gsm8BitDecodesWhatNobodyEncodes_data();
     void gsm8BitDecodesWhatNobodyEncodes();
+    void gsm8BitReadsNothingBehindItsEnd();
     void everySeptetSurvives();
     void gsmRefusesOtherCharacters_data();
     void gsmRefusesOtherCharacters();
@@ -87,6 +88,13 @@ void tst_Text::gsm8BitDecodesWhatNobodyEncodes()
 {
     QFETCH(QByteArray, hex);
     QTEST(textOf(cat::decodeGsm8Bit(bytesOf(hex))), "text");
+}
+
+void tst_Text::gsm8BitReadsNothingBehindItsEnd()
+{
+    const std::uint8_t octets[] = {'A', 0x1B, 0x65};
+    QCOMPARE(textOf(cat::decodeGsm8Bit(cat::ByteView(octets, 2))), QString("A "));
+    QCOMPARE(textOf(cat::decodeGsm8Bit(cat::ByteView(octets, 3))), QString::fromUtf8("A€"));
 }
 
 void tst_Text::everySeptetSurvives()
@@ -249,6 +257,12 @@ void tst_Text::alphaTakesTheShortestCoding_data()
         << QString::fromUtf8("ѻѼѾ҈Ҋ") << QByteArray("8205047B808183") + QByteArray("8D8F");
     QTest::newRow("page above 8000 needs the long base")
         << QString::fromUtf8("가각갂갃간") << QByteArray("8205AC008081828384");
+    QTest::newRow("first and last of a page")
+        << QString(4, QChar(0x047F)).prepend(QChar(0x0400)) << QByteArray("810508") + QByteArray("80FFFFFFFF");
+    QTest::newRow("as far as a base reaches")
+        << QString(4, QChar(0x0441)).append(QChar(0x04C0)) << QByteArray("82050441") + QByteArray("80808080FF");
+    QTest::newRow("further than a base reaches") << QString(4, QChar(0x0441)).append(QChar(0x04C1))
+                                                 << QByteArray("80") + QByteArray("0441").repeated(4) + "04C1";
     QTest::newRow("far apart") << QString::fromUtf8("工具箱") << QByteArray("805DE551777BB1");
     QTest::newRow("too short for a base to pay") << QString::fromUtf8("Да") << QByteArray("8004140430");
     QTest::newRow("surrogate pairs") << QString::fromUtf8("😀😁😂") << QByteArray("80D83DDE00D83DDE01D83DDE02");
@@ -329,6 +343,8 @@ void tst_Text::loneSurrogatesBecomeReplacements()
 {
     const std::u16string text{u'A', 0xD83D, u'B', 0xDE00, 0xD83D};
     QCOMPARE(QByteArray::fromStdString(cat::toUtf8(text)), QByteArray("A\xEF\xBF\xBD") + "B\xEF\xBF\xBD\xEF\xBF\xBD");
+    for (const char16_t half : {u'\xD800', u'\xDBFF', u'\xDC00', u'\xDFFF'})
+        QCOMPARE(QByteArray::fromStdString(cat::toUtf8(std::u16string(1, half))), QByteArray("\xEF\xBF\xBD"));
 }
 
 QTEST_APPLESS_MAIN(tst_Text)
