@@ -44,7 +44,7 @@ const int PIXMAP_CACHE_KIB = 512;
 /// A shorter run has not warmed up.
 const long LEAST_FOR_MEMORY = 20000;
 const double GROWTH_LIMIT_KIB = 1024; ///< over the last nine tenths
-const double SPREAD_LIMIT_KIB = 6144;
+const double SPREAD_LIMIT_KIB = 8192; // 5 MiB come and go with each connection to the sound server
 
 /// What may be left over, by class.
 const struct {
