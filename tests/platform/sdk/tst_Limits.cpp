@@ -62,6 +62,14 @@ cat::Command decoded(const QString &pdu)
     return cat::decodeCommand(bytes).command;
 }
 
+/// The one response with a ? where the expected one has it: the last digit of the time that has passed.
+QStringList withTimeHidden(QStringList actual, const QString &expected)
+{
+    if (actual.size() == 1 && actual[0].size() == expected.size() && expected.endsWith('?'))
+        actual[0].replace(expected.size() - 1, 1, '?');
+    return actual;
+}
+
 /// Every command that waits for a caller, and what the card gets when none answers; those that end by themselves are
 /// `withShort`.
 void addOpenRows(bool withShort)
@@ -78,7 +86,7 @@ void addOpenRows(bool withShort)
     row("text that clears itself", "D011 8103032100820281028D060448656C6C6F", 1, "810303210082028281830112");
     row("key", commands::getKey, 2, "810305220182028281830112");
     if (withShort)
-        row("digit with a time of its own", commands::getDigitShort, 2, "81030522008202828183011284020201");
+        row("digit with a time of its own", commands::getDigitShort, 2, "8103052200820282818301128402020?");
     row("yes or no", commands::getYesNo, 2, "810305220482028281830112");
     row("input", commands::getText, 3, "810306238182028281830112");
     row("call", commands::setUpCall, 4, "810307100082028281830112");
@@ -201,7 +209,7 @@ void tst_Limits::commandRunsOut()
     const QString event = "STK " + QString::number(type);
     QCOMPARE(events::texts(), (QStringList{event, event + " timed out", "STK 99"}));
     QCOMPARE(events::all()[0].id, events::all()[1].id);
-    QCOMPARE(responses(m_script).mid(2), QStringList{response});
+    QCOMPARE(withTimeHidden(responses(m_script).mid(2), response), QStringList{response});
     QCOMPARE(MDSV_STKSrv_SendNoDataResponse(events::all()[0].id, type, 0), number(Status::StaleCommand));
 }
 
@@ -222,7 +230,7 @@ void tst_Limits::runsOutWithoutACallback()
     m_script->proposes(qPrintable(command)).answers("9000");
     QCOMPARE(MDSV_STKSrv_SelectMenuItem(1, 1), 0);
     QVERIFY(waitFor([this] { return m_script->sent().size() == 3; }));
-    QCOMPARE(responses(m_script).mid(2), QStringList{response});
+    QCOMPARE(withTimeHidden(responses(m_script).mid(2), response), QStringList{response});
     QVERIFY(events::texts().isEmpty());
 }
 
