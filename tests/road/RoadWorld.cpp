@@ -19,6 +19,7 @@ struct DialogPeek : STKDialog {
 
 RoadWorld::RoadWorld(bool onUiThread) : host(new QWidget), dialog(nullptr)
 {
+    support::keepClearOfMinuteEnd();
     QLoggingCategory::setFilterRules("default.debug=false"); // the exchanges are what counts here
     host->resize(900, 600);
     host->show();

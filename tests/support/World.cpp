@@ -1,6 +1,8 @@
 #include "support/World.h"
 
 #include <QtCore/QEvent>
+#include <QtCore/QThread>
+#include <QtCore/QTime>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QWidget>
 
@@ -22,6 +24,14 @@ QStringList leftovers()
     if (QApplication::activeModalWidget())
         result << "a modal window";
     return result;
+}
+
+void keepClearOfMinuteEnd()
+{
+    const QTime now = QTime::currentTime();
+    const int left = 60000 - now.second() * 1000 - now.msec();
+    if (left < 4000)
+        QThread::msleep(static_cast<unsigned long>(left));
 }
 
 } // namespace support

@@ -11,6 +11,10 @@ namespace support
 /// `cleanup()` compares it with an empty list.
 QStringList leftovers();
 
+/// When the minute of the wall clock is about to end, waits for the next one: the window's waits end with the minute,
+/// which a test that looks at a waiting window does not want.
+void keepClearOfMinuteEnd();
+
 } // namespace support
 
 #endif // SUPPORT_WORLD_H

@@ -10,6 +10,7 @@ using support::journal::clear;
 
 DialogWorld::DialogWorld() : host(new QWidget), dialog(nullptr), logic(nullptr)
 {
+    support::keepClearOfMinuteEnd();
     sdk.setMainMenu("Operator", {{1, "Balance"}, {2, "News"}, {7, "Help"}});
     sdk.setSubMenu("News", {{11, "Sport"}, {12, "Weather"}});
     core.setMainWindow(host);
