@@ -45,6 +45,11 @@ Session::Session(const Options &options) : m_options(options)
 
 Session::~Session()
 {
+    end();
+}
+
+void Session::end()
+{
     sdk::shutDown();
 }
 

@@ -17,8 +17,11 @@ class Session : public QObject
 
 public:
     explicit Session(const Options &options);
-    /// Detaches the device and ends the device-service library's thread.
     ~Session() override;
+
+    /// Detaches the device and ends the device-service library's thread: no exchange comes after. The destructor does
+    /// it, too.
+    void end();
 
     /// Reads the profile and puts its card into the device. False: nothing has changed, and `*error` is
     /// "file:line:column: reason".

@@ -106,6 +106,7 @@ int runDashboard(const Options &options)
     window.closeDialogs();
     plugin.unload();
     core::setUrlOpener(core::UrlOpener());
+    session.end();
     session.addHostEntry("ends");
     return result;
 }

@@ -149,7 +149,7 @@ void tst_Dashboard::startsAndEnds()
     QVERIFY(waitForEnd());
     QCOMPARE(m_program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(m_program.exitCode(), 0);
-    QVERIFY(m_output.endsWith("host: ends\n"));
+    QVERIFY2(m_output.endsWith("host: ends\n"), qPrintable(m_output));
     QCOMPARE(m_errors, QString());
 }
 
