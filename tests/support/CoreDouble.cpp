@@ -40,6 +40,7 @@ struct State {
     QString pluginLibraryPath = "/plugin-library";
     bool openUrlResult = true;
     bool waitResult = true;
+    std::function<bool()> waitHook;
     bool playResult = true;
     std::function<int(QDialog *)> showMessage;
     QList<int> messageResults;
@@ -109,6 +110,11 @@ void CoreDouble::answerMessage(int result)
 void CoreDouble::setWaitResult(bool result)
 {
     state().waitResult = result;
+}
+
+void CoreDouble::onWait(std::function<bool()> hook)
+{
+    state().waitHook = hook;
 }
 
 void CoreDouble::setPlayResult(bool result)
@@ -281,6 +287,8 @@ bool CommonUtils::OpenUrl(QString url)
 bool CommonUtils::WaitForThreadToStop(QThread *thread, int seconds)
 {
     add("CommonUtils::WaitForThreadToStop", {ref(thread), seconds});
+    if (state().waitHook)
+        return state().waitHook();
     QElapsedTimer clock;
     clock.start();
     while (thread && thread->isRunning() && clock.elapsed() < seconds * 1000) {

@@ -60,6 +60,9 @@ public:
     /// WaitForThreadToStop always waits; false makes it say that the thread did not stop.
     void setWaitResult(bool result);
 
+    /// Runs in place of the waiting of WaitForThreadToStop, and gives its answer; empty ends it.
+    void onWait(std::function<bool()> hook);
+
     /// Answer of WsSound::Play, at first true.
     void setPlayResult(bool result);
 

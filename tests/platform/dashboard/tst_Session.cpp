@@ -30,6 +30,7 @@ private slots:
     void traceIsWritten();
     void traceThatCannotBeWrittenIsRefused();
     void limitsReachTheLibrary();
+    void unattendedLimitReachesTheLibrary();
 
 private:
     QString write(const QString &name, const QByteArray &content) const;
@@ -226,6 +227,21 @@ void tst_Session::limitsReachTheLibrary()
     QString error;
     QVERIFY2(session.attach(&error), qPrintable(error));
     QTRY_VERIFY2(!lines.filter("answer: DISPLAY TEXT: 12").isEmpty(), qPrintable(lines.join('\n')));
+}
+
+void tst_Session::unattendedLimitReachesTheLibrary()
+{
+    Options options = m_options;
+    options.profileFile =
+        write("unattended.yaml", "name: A\nat-start:\n  - display: {text: Hello, clear: auto, duration: 100ms}\n");
+    options.responseLimits = {{std::nullopt, std::chrono::milliseconds(3600000)}};
+    options.unattendedLimit = std::chrono::milliseconds(50);
+    Session session(options);
+    QStringList lines;
+    connect(&session, &Session::entryAdded, [&lines](const SessionEntry &entry) { lines << toLine(entry); });
+    QString error;
+    QVERIFY2(session.attach(&error), qPrintable(error));
+    QTRY_VERIFY2(!lines.filter("answer: DISPLAY TEXT").isEmpty(), qPrintable(lines.join('\n')));
 }
 
 QTEST_GUILESS_MAIN(tst_Session)

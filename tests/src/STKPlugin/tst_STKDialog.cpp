@@ -46,6 +46,8 @@ private slots:
     void destructionStopsARunningWaiter();
     void destructionRightAfterAStart();
     void destructionDuringAWaitDeliversNoCommand();
+    void destructionHearsNoCommandOfTheHostsWait();
+    void destructionOutlivesAHostThatDoesNotWait();
     void destructionDeletesToneTimerAndPlayer();
     void destructionDeletesTheTimer();
     void destructionWithTheWindowOpen();
@@ -385,6 +387,34 @@ void tst_STKDialog::destructionDuringAWaitDeliversNoCommand()
     QCoreApplication::processEvents();
     QVERIFY(!logged::started(w.log).contains("onSTKSelItem"));
     QCOMPARE(journal::count("MDSV_STKSrv_GetSubMenu"), 0);
+}
+
+void tst_STKDialog::destructionHearsNoCommandOfTheHostsWait()
+{
+    DialogWorld &w = *m_world;
+    w.startWait();
+    w.core.onWait([&w] {
+        emit w.logic->STKSelItem();
+        return true;
+    });
+    w.dialog->unSDKRegisterEvent();
+    w.forget();
+    STKDialog::Destroy();
+    w.dialog = nullptr;
+    QVERIFY(!logged::started(w.log).contains("onSTKSelItem"));
+    QCOMPARE(journal::count("MDSV_STKSrv_GetSubMenu"), 0);
+}
+
+void tst_STKDialog::destructionOutlivesAHostThatDoesNotWait()
+{
+    DialogWorld &w = *m_world;
+    const QPointer<STKThread> thread(w.thread());
+    w.startWait();
+    w.core.onWait([] { return false; });
+    w.dialog->unSDKRegisterEvent();
+    STKDialog::Destroy(); // a thread that is deleted while it runs would end the process
+    w.dialog = nullptr;
+    QVERIFY(!thread);
 }
 
 void tst_STKDialog::destructionDeletesToneTimerAndPlayer()

@@ -406,6 +406,8 @@ void tst_STKDialogMenus::selectSendsTheIdentifier_data()
     QTest::newRow("double text, first chosen") << QStringList({"a", "b", "a"}) << 0 << 12;
     QTest::newRow("double text, second chosen") << QStringList({"a", "b", "a"}) << 2 << 12;
     QTest::newRow("all alike") << QStringList({"a", "a", "a", "a"}) << 1 << 13;
+    QTest::newRow("beginnings alike, short one chosen") << QStringList({"News", "News today"}) << 0 << 10;
+    QTest::newRow("beginnings alike, long one chosen") << QStringList({"News today", "News"}) << 0 << 10;
     QTest::newRow("case counts") << QStringList({"a", "A"}) << 0 << 10;
 }
 
