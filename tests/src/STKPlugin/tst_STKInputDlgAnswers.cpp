@@ -36,7 +36,9 @@ private slots:
     void okSendsTheText_data();
     void okSendsTheText();
     void okCarriesTheCommandsIdentifier();
+    void okSendsAHiddenTextInClear();
     void okThatIsRefused();
+    void okThatIsRefusedLeavesTheFocusInTheField();
     void okThatIsRefusedThenAccepted();
     void okThatIsRefusedThenCancel();
     void okThatIsRefusedThenTheFramesClose();
@@ -142,6 +144,22 @@ void tst_STKInputDlgAnswers::okCarriesTheCommandsIdentifier()
     QCOMPARE(w.answers(), QStringList({"AnswerInput(345, 1, \"42\")"}));
 }
 
+void tst_STKInputDlgAnswers::okSendsAHiddenTextInClear()
+{
+    InputWorld &w = *m_world;
+    StkInKeyRequest request = inputRequest();
+    request.nEcho = 0;
+    w.dialog->SetInputRequest(request);
+    QString shown;
+    QVERIFY(w.show([&] {
+        QTest::keyClicks(w.field(), "1234");
+        shown = w.field()->displayText();
+        w.ok()->click();
+    }));
+    QVERIFY(!shown.contains(QRegExp("[1-4]")));
+    QCOMPARE(w.answers(), QStringList({"AnswerInput(0, 1, \"1234\")"}));
+}
+
 void tst_STKInputDlgAnswers::okThatIsRefused()
 {
     InputWorld &w = *m_world;
@@ -166,6 +184,25 @@ void tst_STKInputDlgAnswers::okThatIsRefused()
              QVariantList({int(QMessageBox::Information), frame, "tr:STKPlugin:IDS_STK_MSG_PROMPT",
                            "tr:STKPlugin:IDS_STK_MSG_INPUTFAILED", "IDS_OK", "", "", true,
                            int(Qt::WindowCloseButtonHint), false, "", true}));
+}
+
+void tst_STKInputDlgAnswers::okThatIsRefusedLeavesTheFocusInTheField()
+{
+    InputWorld &w = *m_world;
+    w.sdk.answer(ANSWER_INPUT, 3);
+    w.core.onShowMessage([&w](QDialog *) {
+        w.cancel()->setFocus();
+        return 1024;
+    });
+    QVariant focus, field;
+    QVERIFY(w.show([&] {
+        QTest::keyClicks(w.field(), "Ann");
+        w.ok()->click();
+        focus = ref(w.frame()->focusWidget());
+        field = ref(static_cast<QWidget *>(w.field()));
+        w.cancel()->click();
+    }));
+    QCOMPARE(focus, field);
 }
 
 void tst_STKInputDlgAnswers::okThatIsRefusedThenAccepted()
