@@ -206,6 +206,8 @@ void STKInputDlg::ShowStkInputDlg(QWidget *parent)
     setInitSetting();
     if (m_pLineEditInput) {
         m_pLineEditInput->setFocus(Qt::OtherFocusReason);
+        // Qt selects the default text when the frame is shown, but not when the window system is quicker than that.
+        m_pLineEditInput->selectAll();
         m_pLineEditInput->grabKeyboard();
     }
     if (m_pInputExtendDlg) {

@@ -26,6 +26,25 @@ QString withPlace(const char *words, const char *function)
 {
     return QString("%1../../src/STKPlugin/STKInputDlg: %2: <time>: ").arg(words, function);
 }
+
+/// Notes what is selected in the field when its frame appears, which is before the window system gives it the keyboard.
+class SelectionAtShow : public QObject
+{
+public:
+    explicit SelectionAtShow(const InputWorld &world) : m_world(world) { qApp->installEventFilter(this); }
+
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (event->type() == QEvent::Show && object == m_world.frame())
+            text = m_world.field()->selectedText();
+        return false;
+    }
+
+    QString text;
+
+private:
+    const InputWorld &m_world;
+};
 } // namespace
 
 class tst_STKInputDlg : public QObject
@@ -55,6 +74,7 @@ private slots:
     void showingCallsTheHostInOrder();
     void showingRunsTheStepsInOrder();
     void showingSetsTheFrame();
+    void showingSelectsTheDefaultText();
     void showingWithoutAParent();
     void showingAgainMakesEverythingAfresh();
     void widgetsBelongToTheFrame();
@@ -397,6 +417,17 @@ void tst_STKInputDlg::showingSetsTheFrame()
     QCOMPARE(w.setPointers(), QStringList());
     QVERIFY(!w.dialog->IsDialogCreated());
     QVERIFY(!QWidget::keyboardGrabber());
+}
+
+void tst_STKInputDlg::showingSelectsTheDefaultText()
+{
+    InputWorld &w = *m_world;
+    StkInKeyRequest request = inputRequest();
+    request.strDefaultText = "Home";
+    w.dialog->SetInputRequest(request);
+    const SelectionAtShow atShow(w);
+    QVERIFY(w.show([&] { w.cancel()->click(); }));
+    QCOMPARE(atShow.text, QString("Home"));
 }
 
 void tst_STKInputDlg::showingWithoutAParent()
