@@ -17,6 +17,13 @@ struct DialogPeek : STKDialog {
 };
 } // namespace
 
+bool isInShard(int number)
+{
+    const QStringList words = QString::fromLatin1(qgetenv("STK_TEST_SHARD")).split('/');
+    const int shards = words.value(1).toInt();
+    return shards == 0 || number % shards == words.value(0).toInt() - 1;
+}
+
 RoadWorld::RoadWorld(bool onUiThread) : host(new QWidget), dialog(nullptr)
 {
     support::keepClearOfMinuteEnd();

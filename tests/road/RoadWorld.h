@@ -11,6 +11,10 @@
 #include <QtCore/QStringList>
 #include <QtWidgets/QWidget>
 
+/// Whether this run takes the row with this number: all of them, or its share (STK_TEST_SHARD, "2/4" for the second
+/// quarter).
+bool isInShard(int number);
+
 /// The real window on the open platform and a virtual card, over a host window in a real X server.
 ///
 /// Widgets are found as a host's style sheet finds them, by their object names.

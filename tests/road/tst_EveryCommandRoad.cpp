@@ -91,15 +91,6 @@ QString unevenResponses(const QStringList &exchange)
     return open.isEmpty() ? QString() : "no response to the command " + open;
 }
 
-/// Whether this run takes the row with this number: all of them, or its share (STK_TEST_SHARD, "2/4" for the second
-/// quarter).
-bool isInShard(int number)
-{
-    const QStringList words = QString::fromLatin1(qgetenv("STK_TEST_SHARD")).split('/');
-    const int shards = words.value(1).toInt();
-    return shards == 0 || number % shards == words.value(0).toInt() - 1;
-}
-
 } // namespace
 
 class tst_EveryCommandRoad : public QObject
