@@ -197,7 +197,7 @@ void tst_CommonUtilsWindow::messagesClosedOutOfTurnReturnTheGrab()
     QTimer::singleShot(0, m_host, [&] {
         isOpen(first);
         QTimer::singleShot(0, m_host, [&] {
-            driven = isOpen(second);
+            driven = isOpen(second) && realinput::waitForKeyboard(second);
             first->close();
             driven = driven && !QWidget::keyboardGrabber() && realinput::waitForKeyboard(second) &&
                      realinput::key("Return") && QTest::qWaitFor([&second] { return !second; });
