@@ -7,8 +7,8 @@
 #include <condition_variable>
 #include <mutex>
 
-/// A card without any latency: it asks one command at first, then another one again and again, and never answers an
-/// ENVELOPE.
+/// A card without any latency: it asks one command at first, then another one again and again. Behind an ENVELOPE it
+/// announces a command that never comes.
 class BenchCard : public sdk::CardChannel
 {
 public:
@@ -27,6 +27,8 @@ public:
         answer->clear();
         switch (apdu.at(1)) {
         case FETCH:
+            if (m_isSilent)
+                return sleep();
             *answer = m_next;
             m_next = m_repeated;
             answer->insert(answer->end(), {0x90, 0x00});
@@ -39,7 +41,9 @@ public:
             status(answer);
             break;
         case ENVELOPE:
-            return sleep();
+            m_isSilent = true;
+            *answer = {0x91, 0x10};
+            break;
         default:
             *answer = {0x90, 0x00};
         }
@@ -70,6 +74,7 @@ private:
     }
 
     cat::Bytes m_next;
+    bool m_isSilent = false;
     const cat::Bytes m_repeated;
     std::atomic<long> *const m_answered;
     std::mutex m_mutex;

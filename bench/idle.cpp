@@ -95,7 +95,8 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "stk_bench_idle: the window has no menu\n");
         return 1;
     }
-    emit table->cellDoubleClicked(0, 0); // the card never answers
+    table->setCurrentCell(0, 0);
+    emit table->cellDoubleClicked(0, 0);
     let(1000);
     tell("wakeUpsWaiting", wakeUpsInASecond(), "1/s");
     sdk::detachDevice();
