@@ -13,6 +13,8 @@ namespace cat
 namespace
 {
 
+constexpr std::size_t usualCommandSize = 256; ///< what one APDU can bring
+
 /// A data object in a command, in the order of the command's clause.
 struct ObjectUse {
     const DataObject *object;
@@ -395,6 +397,7 @@ DecodedCommand decodeCommand(ByteView pdu)
 Bytes encodeCommand(const Command &command)
 {
     Bytes value;
+    value.reserve(usualCommandSize);
     if (const CommandRow *row = commandRow(command.details.type)) {
         for (const ObjectUse &use : *row) {
             if (use.object->write)

@@ -8,6 +8,8 @@ namespace cat
 namespace
 {
 
+constexpr std::size_t usualResponseSize = 64;
+
 /// Results with which the user's text goes to the card: performed in one way or another.
 bool carriesText(Result result)
 {
@@ -88,10 +90,11 @@ bool wellFormed(ByteView objects)
 Bytes encodeResponse(const Response &response)
 {
     Bytes out;
+    out.reserve(usualResponseSize);
     writeDetails(response.details, &out);
     writeDevices(response.source, response.destination, &out);
-    Bytes result = response.additionalInformation;
-    result.insert(result.begin(), static_cast<std::uint8_t>(response.result));
+    Bytes result(1, static_cast<std::uint8_t>(response.result));
+    result.insert(result.end(), response.additionalInformation.begin(), response.additionalInformation.end());
     appendObject(&out, Tag::Result, true, result);
     if (response.duration)
         writeDuration(*response.duration, {Tag::Duration, true}, &out);

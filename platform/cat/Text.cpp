@@ -1,6 +1,7 @@
 #include "cat/Text.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 
 namespace cat
@@ -12,6 +13,7 @@ namespace
 constexpr std::uint8_t escape = 0x1B;
 constexpr std::uint8_t carriageReturn = 0x0D;
 constexpr std::uint8_t padding = 0xFF;
+constexpr std::uint8_t noSeptet = 0xFF;
 constexpr char16_t replacement = u'\uFFFD';
 
 /// First octet of an alpha field that is not in the GSM default alphabet (ETSI TS 102 221 annex A).
@@ -51,14 +53,31 @@ char16_t extensionCharacter(std::uint8_t septet)
     return defaultCharacter(septet);
 }
 
-std::optional<std::uint8_t> defaultSeptet(char16_t character)
+constexpr std::uint8_t searchSeptet(char16_t character)
 {
-    for (std::size_t septet = 0; septet < 128; ++septet) {
+    for (std::uint8_t septet = 0; septet < 128; ++septet) {
         // The escape's place in the table holds a space only for show.
         if (defaultAlphabet[septet] == character && septet != escape)
-            return static_cast<std::uint8_t>(septet);
+            return septet;
     }
-    return std::nullopt;
+    return noSeptet;
+}
+
+constexpr std::array<std::uint8_t, 256> makeLatinSeptets()
+{
+    std::array<std::uint8_t, 256> septets{};
+    for (char16_t character = 0; character < septets.size(); ++character)
+        septets[character] = searchSeptet(character);
+    return septets;
+}
+
+/// The septets of Latin 1, which is what most texts are made of.
+constexpr std::array<std::uint8_t, 256> latinSeptets = makeLatinSeptets();
+
+std::optional<std::uint8_t> defaultSeptet(char16_t character)
+{
+    const std::uint8_t septet = character < latinSeptets.size() ? latinSeptets[character] : searchSeptet(character);
+    return septet == noSeptet ? std::nullopt : std::optional<std::uint8_t>(septet);
 }
 
 bool appendSeptets(char16_t character, Bytes *septets)
@@ -103,6 +122,7 @@ std::optional<Bytes> encodeSeptets(std::u16string_view text)
 Bytes unpack(ByteView octets)
 {
     Bytes septets;
+    septets.reserve(octets.size * 8 / 7);
     unsigned int bits = 0;
     unsigned int count = 0;
     for (const std::uint8_t octet : octets) {
@@ -119,6 +139,7 @@ Bytes unpack(ByteView octets)
 Bytes pack(const Bytes &septets)
 {
     Bytes octets;
+    octets.reserve(septets.size() * 7 / 8 + 1);
     unsigned int bits = 0;
     unsigned int count = 0;
     for (const std::uint8_t septet : septets) {
@@ -368,6 +389,8 @@ Bytes encodeUcs2(std::u16string_view text)
 Bytes encodeAlpha(std::u16string_view text)
 {
     std::optional<Bytes> best = encodeGsm8Bit(text);
+    if (best && best->size() == text.size())
+        return *std::move(best); // no coding takes less than a byte for a character
     for (const std::optional<Bytes> &other :
          {std::optional<Bytes>(encodeAlphaUcs2(text)), encodePage(text), encodeBase(text)}) {
         if (other && (!best || other->size() < best->size()))

@@ -10,6 +10,7 @@ namespace
 
 constexpr std::uint8_t comprehensionFlag = 0x80;
 constexpr std::uint8_t longTagMark = 0x7F;
+constexpr std::size_t mostLengthBytes = 4;
 
 ByteView behind(ByteView bytes, std::size_t count)
 {
@@ -103,7 +104,9 @@ void appendObject(Bytes *out, Tag tag, bool comprehension, ByteView value)
 
 Bytes berObject(BerTag tag, ByteView value)
 {
-    Bytes out{static_cast<std::uint8_t>(tag)};
+    Bytes out;
+    out.reserve(1 + mostLengthBytes + value.size);
+    out.push_back(static_cast<std::uint8_t>(tag));
     appendLength(&out, value.size);
     out.insert(out.end(), value.begin(), value.end());
     return out;

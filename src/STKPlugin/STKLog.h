@@ -19,7 +19,8 @@ namespace StkLog
 inline bool isEnabled()
 {
 #if QT_VERSION >= 0x050200
-    return QLoggingCategory::defaultCategory()->isDebugEnabled();
+    static const QLoggingCategory *const category = QLoggingCategory::defaultCategory(); // it is the same at all times
+    return category->isDebugEnabled();
 #else
     return true;
 #endif
