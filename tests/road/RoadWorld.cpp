@@ -24,6 +24,27 @@ bool isInShard(int number)
     return shards == 0 || number % shards == words.value(0).toInt() - 1;
 }
 
+void CallQueue::post(std::function<void()> call)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_calls.push_back(std::move(call));
+    QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+}
+
+bool CallQueue::event(QEvent *event)
+{
+    if (event->type() != QEvent::User)
+        return QObject::event(event);
+    std::function<void()> call;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        call = std::move(m_calls.front());
+        m_calls.pop_front();
+    }
+    call();
+    return true;
+}
+
 RoadWorld::RoadWorld(bool onUiThread) : host(new QWidget), dialog(nullptr)
 {
     support::keepClearOfMinuteEnd();
@@ -41,9 +62,7 @@ RoadWorld::RoadWorld(bool onUiThread) : host(new QWidget), dialog(nullptr)
         m_bytes << QString::fromStdString(cat::toHex(exchange.bytes));
     });
     if (onUiThread) {
-        sdk::setCallbackDispatcher([this](std::function<void()> call) {
-            QMetaObject::invokeMethod(&m_uiThread, std::move(call), Qt::QueuedConnection);
-        });
+        sdk::setCallbackDispatcher([this](std::function<void()> call) { m_uiThread.post(std::move(call)); });
     }
     dialog = STKDialog::Instance();
     m_thread = thread();

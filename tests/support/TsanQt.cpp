@@ -72,7 +72,6 @@ extern "C" bool _ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotO
 {
     FUNCTION(_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14ConnectionTypeEPv);
     release(&posted);
-    release(object); // now and then the clock that all events share does not do
     return function(object, slot, type, result);
 }
 
@@ -81,7 +80,6 @@ extern "C" bool _ZN7QObject5eventEP6QEvent(void *self, void *event)
 {
     FUNCTION(_ZN7QObject5eventEP6QEvent);
     acquire(&posted);
-    acquire(self);
     return function(self, event);
 }
 
