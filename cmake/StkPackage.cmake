@@ -6,7 +6,7 @@ set(package_of_plugin libstkplugin)
 set(package_of_headers libstkplugin-dev)
 set(package_of_dashboard stk-dashboard)
 
-# Debian wants each package's history and terms with it. They are installed by cpack only.
+# Debian wants each package's history, terms and manual pages with it. They are installed by cpack only.
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(STK_DEBIAN_VERSION "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 set(CPACK_DEBIAN_PACKAGE_MAINTAINER "STKPlugin developers <stkplugin@example.org>")
@@ -14,14 +14,24 @@ string(TIMESTAMP STK_DEBIAN_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
 configure_file(packaging/changelog.Debian.in "${CMAKE_BINARY_DIR}/packaging/changelog.Debian" @ONLY)
 find_program(STK_GZIP gzip)
 mark_as_advanced(STK_GZIP)
+
+# stk_install_paper(<component> <file> <destination>): compressed, as Debian wants it, when the component is installed
+function(stk_install_paper component file destination)
+  get_filename_component(name "${file}" NAME)
+  set(compressed "${CMAKE_BINARY_DIR}/packaging/${name}.gz")
+  install(CODE "execute_process(COMMAND \"${STK_GZIP}\" -9nc \"${file}\" OUTPUT_FILE \"${compressed}\"
+      COMMAND_ERROR_IS_FATAL ANY)" COMPONENT ${component}-papers EXCLUDE_FROM_ALL)
+  install(FILES "${compressed}" DESTINATION "${destination}" COMPONENT ${component}-papers EXCLUDE_FROM_ALL)
+endfunction()
+
 foreach(component plugin headers dashboard)
-  install(CODE "execute_process(COMMAND \"${STK_GZIP}\" -9nc \"${CMAKE_BINARY_DIR}/packaging/changelog.Debian\"
-      OUTPUT_FILE \"${CMAKE_BINARY_DIR}/packaging/changelog.Debian.gz\" COMMAND_ERROR_IS_FATAL ANY)"
-    COMPONENT ${component}-papers EXCLUDE_FROM_ALL)
-  install(FILES packaging/copyright "${CMAKE_BINARY_DIR}/packaging/changelog.Debian.gz"
-    DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${package_of_${component}}"
-    COMPONENT ${component}-papers EXCLUDE_FROM_ALL)
+  set(papers "${CMAKE_INSTALL_DATADIR}/doc/${package_of_${component}}")
+  stk_install_paper(${component} "${CMAKE_BINARY_DIR}/packaging/changelog.Debian" "${papers}")
+  install(FILES packaging/copyright DESTINATION "${papers}" COMPONENT ${component}-papers EXCLUDE_FROM_ALL)
 endforeach()
+set(manual "${PROJECT_SOURCE_DIR}/packaging")
+stk_install_paper(headers "${manual}/stk-make-tones.1" "${CMAKE_INSTALL_MANDIR}/man1")
+stk_install_paper(dashboard "${manual}/stk-dashboard.1" "${CMAKE_INSTALL_MANDIR}/man1")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_DIRECTORY "${CMAKE_BINARY_DIR}/packages")
