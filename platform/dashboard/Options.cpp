@@ -5,6 +5,7 @@
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 
 #include <algorithm>
@@ -61,11 +62,18 @@ QString besideProgram(const char *path)
     return QDir::cleanPath(QCoreApplication::applicationDirPath() + "/../" + path);
 }
 
+/// Where an installed program has its plug-in, or else where the build folder has it.
+QString pluginBesideProgram()
+{
+    const QString installed = besideProgram(STK_INSTALLED_PLUGINS "/STKPlugin/libSTKPlugin.so");
+    return QFile::exists(installed) ? installed : besideProgram("lib/plugins/STKPlugin/libSTKPlugin.so");
+}
+
 void describe(QCommandLineParser &parser, const QStringList &languages)
 {
     parser.setApplicationDescription(description);
     parser.addOptions({
-        {"plugin", "Load the plug-in from <file>.", "file", besideProgram("lib/plugins/STKPlugin/libSTKPlugin.so")},
+        {"plugin", "Load the plug-in from <file>.", "file", pluginBesideProgram()},
         {"profile", "Take the card from the profile <file>.", "file",
          besideProgram("share/stk-dashboard/profiles/demo.yaml")},
         {"trace", "Write every APDU to the packet capture <file> (GSMTAP), for Wireshark.", "file"},
