@@ -3,6 +3,7 @@
 #include "core/CoreControl.h"
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
+#include "dashboard/Widgets.h"
 
 #include <QtCore/QLocale>
 #include <QtCore/QTime>
@@ -18,8 +19,6 @@
 #include <QPushButton>
 #include <QTreeWidget>
 #include <QVBoxLayout>
-
-#include <algorithm>
 
 namespace dashboard
 {
@@ -44,21 +43,6 @@ const char toolkitSheet[] = "QPushButton { background: #1f6fb2; color: white; bo
                             "QPushButton:focus { border-color: #f2b632; }"
                             "QPushButton:disabled { background: #c3ccd5; border-color: #c3ccd5; color: #f3f5f8; }";
 
-template <typename Widget>
-Widget *named(Widget *widget, const char *objectName, const QString &accessibleName)
-{
-    widget->setObjectName(objectName);
-    widget->setAccessibleName(accessibleName);
-    return widget;
-}
-
-QLabel *plainLabel(QWidget *parent)
-{
-    auto *label = new QLabel(parent);
-    label->setTextFormat(Qt::PlainText);
-    return label;
-}
-
 struct LanguageName {
     const char *code;
     const char *name;
@@ -79,16 +63,6 @@ QString languageName(const QString &code)
     }
     const QString name = QLocale(code).nativeLanguageName();
     return name.isEmpty() ? code : name.left(1).toUpper() + name.mid(1);
-}
-
-/// With marks behind the quoted texts of a card: what follows Arabic would otherwise be drawn on its wrong side.
-QString readable(QString text)
-{
-    const QChar leftToRightMark(0x200e);
-    const bool isMixed = std::any_of(text.cbegin(), text.cend(), [](QChar character) {
-        return character.direction() == QChar::DirR || character.direction() == QChar::DirAL;
-    });
-    return isMixed ? text.replace('"', QString('"') + leftToRightMark) : text;
 }
 
 } // namespace
@@ -179,11 +153,16 @@ QWidget *DashboardWindow::createControls()
     m_deviceButton->setMinimumHeight(34);
     m_deviceButton->setToolTip(tr("F9 does it in every window"));
 
+    m_inspectorButton = named(new QPushButton(tr("&Inspector"), controls), "inspectorButton", tr("Open the inspector"));
+    m_inspectorButton->setMinimumHeight(34);
+    m_inspectorButton->setToolTip(tr("F12 does it in every window"));
+
     auto *layout = new QVBoxLayout(controls);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(12);
     layout->addWidget(m_toolkitButton);
     layout->addWidget(m_deviceButton);
+    layout->addWidget(m_inspectorButton);
     layout->addStretch(1);
     layout->addWidget(createLanguageChooser());
     return controls;
@@ -241,6 +220,7 @@ void DashboardWindow::connectAll()
 {
     connect(m_toolkitButton, &QPushButton::clicked, this, &DashboardWindow::openToolkit);
     connect(m_deviceButton, &QPushButton::clicked, this, &DashboardWindow::toggleDevice);
+    connect(m_inspectorButton, &QPushButton::clicked, this, &DashboardWindow::inspectorAsked);
     connect(m_languageComboBox, qOverload<int>(&QComboBox::activated), this, &DashboardWindow::changeLanguage);
     connect(m_sessionTree, &QTreeWidget::currentItemChanged, this, &DashboardWindow::showBytes);
     connect(&m_session, &Session::entryAdded, this, &DashboardWindow::addEntry);
@@ -303,9 +283,10 @@ void DashboardWindow::changeLanguage()
 
 void DashboardWindow::addEntry(const SessionEntry &entry)
 {
-    auto *item =
-        new QTreeWidgetItem({QTime::currentTime().toString("hh:mm:ss"), entry.direction, readable(entry.text)});
-    item->setData(0, bytesRole, entry.bytes);
+    if (entry.kind == EntryKind::Apdu)
+        return;
+    auto *item = new QTreeWidgetItem({entry.time.toString("hh:mm:ss"), directionOf(entry.kind), readable(entry.text)});
+    item->setData(0, bytesRole, spacedHex(entry.bytes));
     m_sessionTree->addTopLevelItem(item);
     if (m_sessionTree->topLevelItemCount() > logLimit)
         delete m_sessionTree->takeTopLevelItem(0);

@@ -39,6 +39,9 @@ public slots:
     /// Goes on to the next language of the chooser, behind the last one to the first.
     void nextLanguage();
 
+signals:
+    void inspectorAsked();
+
 protected:
     void changeEvent(QEvent *event) override;
 
@@ -67,6 +70,7 @@ private:
     QLabel *m_idleLabel = nullptr;
     QPushButton *m_toolkitButton = nullptr;
     QPushButton *m_deviceButton = nullptr;
+    QPushButton *m_inspectorButton = nullptr;
     QComboBox *m_languageComboBox = nullptr;
     QTreeWidget *m_sessionTree = nullptr;
     QLineEdit *m_bytesLineEdit = nullptr;

@@ -21,7 +21,7 @@ const char description[] =
     "card, which is described by a profile.\n"
     "\n"
     "Keys that work in every window, also over the dashboard while a window of the plug-in is open: F8 goes on to the\n"
-    "next language, F9 detaches or attaches the device.\n"
+    "next language, F9 detaches or attaches the device, F12 opens the inspector.\n"
     "\n"
     "Signals, for scripts: SIGUSR1 detaches the device and SIGUSR2 attaches it, also while a window of the plug-in is\n"
     "open; SIGTERM, SIGINT and SIGHUP end the program normally.\n"
@@ -84,6 +84,7 @@ void describe(QCommandLineParser &parser, const QStringList &languages)
         {"print-session", "Print each step of the session as a line on standard output."},
         {"debug-log", "Let the debug log of host and plug-in out on standard error."},
         {"no-device", "Start with the device detached."},
+        {"inspector", "Open the inspector, too."},
     });
     parser.addHelpOption();
     parser.addVersionOption();
@@ -165,6 +166,7 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
     options->printSession = parser.isSet("print-session");
     options->debugLog = parser.isSet("debug-log");
     options->attachAtStart = !parser.isSet("no-device");
+    options->openInspector = parser.isSet("inspector");
     return QString();
 }
 

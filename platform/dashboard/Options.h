@@ -42,6 +42,7 @@ struct Options {
     bool printSession = false;
     bool debugLog = false;
     bool attachAtStart = true;
+    bool openInspector = false;
 };
 
 /// How the command line was understood. When `run` is false, the program ends at once with `exitCode` after printing

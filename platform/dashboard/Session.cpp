@@ -1,13 +1,11 @@
 #include "dashboard/Session.h"
 
-#include "sdk/MDSVStk.h"
 #include "sdk/SdkControl.h"
 
 #include <QtCore/QFile>
 
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
+#include <optional>
 #include <utility>
 
 namespace dashboard
@@ -15,14 +13,6 @@ namespace dashboard
 
 namespace
 {
-
-/// A text field of the library's records: up to its first zero unit, and never past its end.
-template <std::size_t N>
-QString fromField(const uint16_t (&field)[N])
-{
-    const auto end = std::find(std::begin(field), std::end(field), uint16_t(0));
-    return QString::fromUtf16(field, static_cast<int>(end - std::begin(field)));
-}
 
 void printLine(const SessionEntry &entry)
 {
@@ -37,6 +27,7 @@ Session::Session(const Options &options) : m_options(options)
 {
     setLimits();
     sdk::setExchangeListener([this](const sdk::Exchange &exchange) { listen(exchange); });
+    sdk::setApduListener([this](const sdk::ApduExchange &exchange) { add(describe(exchange)); });
     if (options.callbackOnUiThread)
         sdk::setCallbackDispatcher([this](std::function<void()> call) {
             QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
@@ -104,12 +95,8 @@ void Session::detach()
 
 QString Session::menuTitle() const
 {
-    MDSVStkMainMenu menu = {};
-    if (!m_attached || MDSV_STKSrv_GetMainMenu(&menu) != 0)
-        return QString();
-    QString title = fromField(menu.usTitle);
-    MDSV_STKSrv_ReleaseMenus(&menu);
-    return title;
+    const std::optional<std::u16string> title = m_attached ? sdk::menuTitle() : std::nullopt;
+    return title ? QString::fromStdU16String(*title) : QString();
 }
 
 void Session::setIdleText(const QString &text)
@@ -137,7 +124,7 @@ void Session::addHostEntry(const QString &text)
 /// Printed at once, so that what is printed is in order and complete even when the user interface is busy.
 void Session::add(const SessionEntry &entry)
 {
-    if (m_options.printSession)
+    if (m_options.printSession && entry.kind != EntryKind::Apdu)
         printLine(entry);
     QMetaObject::invokeMethod(
         this, [this, entry] { emit entryAdded(entry); }, Qt::QueuedConnection);

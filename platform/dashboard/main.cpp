@@ -1,9 +1,11 @@
 #include "core/CoreControl.h"
 #include "dashboard/DashboardWindow.h"
 #include "dashboard/GlobalKeys.h"
+#include "dashboard/InspectorWindow.h"
 #include "dashboard/Options.h"
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
+#include "dashboard/SessionModel.h"
 #include "dashboard/SignalRelay.h"
 #include "dashboard/Style.h"
 
@@ -86,18 +88,25 @@ int runDashboard(const Options &options)
     if (!plugin.load(options.pluginFile, &error))
         return fail(ExitPlugin, error);
 
+    SessionModel model;
+    QObject::connect(&session, &Session::entryAdded, &model, &SessionModel::add);
+    InspectorWindow inspector(model);
     DashboardWindow window(plugin, session);
+    QObject::connect(&window, &DashboardWindow::inspectorAsked, &inspector, &InspectorWindow::open);
     core::setMainWindow(&window);
     if (!options.openBrowser)
         replaceBrowser(session);
     GlobalKeys keys;
     QObject::connect(&keys, &GlobalKeys::languageAsked, &window, &DashboardWindow::nextLanguage);
     QObject::connect(&keys, &GlobalKeys::deviceAsked, &window, &DashboardWindow::toggleDevice);
+    QObject::connect(&keys, &GlobalKeys::inspectorAsked, &inspector, &InspectorWindow::open);
     SignalRelay signalRelay;
     QObject::connect(&signalRelay, &SignalRelay::detachAsked, &session, &Session::detach);
     QObject::connect(&signalRelay, &SignalRelay::attachAsked, &window, &DashboardWindow::attachDevice);
     QObject::connect(&signalRelay, &SignalRelay::quitAsked, qApp, &QCoreApplication::quit);
 
+    if (options.openInspector)
+        inspector.show();
     window.show();
     session.addHostEntry("ready with " + plugin.title());
     if (options.attachAtStart)

@@ -49,13 +49,14 @@ void tst_Options::nothingGivenMeansTheDefaults()
     QVERIFY(!line.options.printSession);
     QVERIFY(!line.options.debugLog);
     QVERIFY(line.options.attachAtStart);
+    QVERIFY(!line.options.openInspector);
 }
 
 void tst_Options::valuesAreTaken()
 {
     const CommandLine line =
         parse({"--plugin", "p.so", "--profile=c.yaml", "--callback-thread", "service", "--language", "de",
-               "--print-session", "--debug-log", "--no-device", "--trace", "t.pcap", "--no-browser"});
+               "--print-session", "--debug-log", "--no-device", "--trace", "t.pcap", "--no-browser", "--inspector"});
     QVERIFY2(line.run, qPrintable(line.message));
     QCOMPARE(line.options.pluginFile, QString("p.so"));
     QCOMPARE(line.options.profileFile, QString("c.yaml"));
@@ -64,6 +65,7 @@ void tst_Options::valuesAreTaken()
     QVERIFY(line.options.printSession);
     QVERIFY(line.options.debugLog);
     QVERIFY(!line.options.attachAtStart);
+    QVERIFY(line.options.openInspector);
     QCOMPARE(line.options.traceFile, QString("t.pcap"));
     QVERIFY(!line.options.openBrowser);
 }

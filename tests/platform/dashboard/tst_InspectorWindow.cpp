@@ -1,0 +1,268 @@
+#include "dashboard/InspectorWindow.h"
+
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDialog>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTableView>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeWidget>
+#include <QtCore/QFile>
+
+#include <memory>
+
+using namespace dashboard;
+
+class tst_InspectorWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void tableFollowsTheSession();
+    void scrolledUpTableStays();
+    void searchAndKindNarrowTheTable();
+    void chosenLineIsDecoded();
+    void clearedTableHasNoDetails();
+    void copiesTheChosenLinesAsHex();
+    void copyWithoutBytesTellsWhatToDo();
+    void savesTheSession();
+    void failedSaveTellsWhy();
+    void saveDialogLeavesTheFileItsKind();
+    void keyboardIsSharedWithAGrabber();
+    void grabOfAWindowThatIsGoneIsForgotten();
+
+private:
+    template <typename Widget>
+    Widget *find(const char *name) const
+    {
+        Widget *widget = m_window->findChild<Widget *>(name);
+        if (!widget)
+            qFatal("the window has no %s", name);
+        return widget;
+    }
+    void add(EntryKind kind, const QString &text, const QByteArray &hex = {}, const QByteArray &answer = {});
+    void fill(int count);
+
+    QTemporaryDir m_folder;
+    std::unique_ptr<SessionModel> m_model;
+    std::unique_ptr<InspectorWindow> m_window;
+};
+
+void tst_InspectorWindow::add(EntryKind kind, const QString &text, const QByteArray &hex, const QByteArray &answer)
+{
+    const QByteArray bytes = QByteArray::fromHex(hex);
+    const QByteArray rest = QByteArray::fromHex(answer);
+    m_model->add({kind, QDateTime::currentDateTime(), text, cat::Bytes(bytes.begin(), bytes.end()),
+                  cat::Bytes(rest.begin(), rest.end())});
+}
+
+void tst_InspectorWindow::fill(int count)
+{
+    for (int i = 0; i < count; ++i)
+        add(EntryKind::Host, QString("line %1").arg(i));
+}
+
+void tst_InspectorWindow::init()
+{
+    m_model = std::make_unique<SessionModel>();
+    m_window = std::make_unique<InspectorWindow>(*m_model);
+    m_window->open();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+}
+
+void tst_InspectorWindow::cleanup()
+{
+    m_window.reset();
+    m_model.reset();
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    QVERIFY(!QWidget::keyboardGrabber());
+}
+
+void tst_InspectorWindow::tableFollowsTheSession()
+{
+    fill(100);
+    const QScrollBar *const bar = find<QTableView>("sessionTable")->verticalScrollBar();
+    QTRY_VERIFY(bar->maximum() > 0);
+    QTRY_COMPARE(bar->value(), bar->maximum());
+}
+
+void tst_InspectorWindow::scrolledUpTableStays()
+{
+    fill(100);
+    QScrollBar *const bar = find<QTableView>("sessionTable")->verticalScrollBar();
+    QTRY_VERIFY(bar->maximum() > 0 && bar->value() == bar->maximum());
+    bar->setValue(3);
+    fill(5);
+    QCoreApplication::processEvents();
+    QCOMPARE(bar->value(), 3);
+    bar->setValue(bar->maximum());
+    fill(5);
+    QTRY_COMPARE(bar->value(), bar->maximum());
+}
+
+void tst_InspectorWindow::searchAndKindNarrowTheTable()
+{
+    add(EntryKind::Command, "SET UP MENU");
+    add(EntryKind::Response, "SET UP MENU: 00");
+    add(EntryKind::Apdu, "FETCH");
+    const QAbstractItemModel *const rows = find<QTableView>("sessionTable")->model();
+    QCOMPARE(rows->rowCount(), 2);
+    auto *kind = find<QComboBox>("kindComboBox");
+    kind->setFocus();
+    QTest::keyClick(kind, Qt::Key_Down);
+    QCOMPARE(rows->rowCount(), 3);
+    QTest::keyClicks(kind, "Answers");
+    QCOMPARE(rows->rowCount(), 1);
+    QTest::keyClick(kind, Qt::Key_Home);
+    QTest::keyClick(m_window.get(), Qt::Key_F, Qt::ControlModifier);
+    QTRY_VERIFY(find<QLineEdit>("searchLineEdit")->hasFocus());
+    QTest::keyClicks(find<QLineEdit>("searchLineEdit"), "00");
+    QCOMPARE(rows->rowCount(), 1);
+}
+
+void tst_InspectorWindow::chosenLineIsDecoded()
+{
+    add(EntryKind::Command, "DISPLAY TEXT", "D00D 8103012180 82028102 8D0204 41");
+    find<QTableView>("sessionTable")->selectRow(0);
+    auto *tree = find<QTreeWidget>("detailsTree");
+    QCOMPARE(tree->topLevelItemCount(), 1);
+    const QTreeWidgetItem *const top = tree->topLevelItem(0);
+    QCOMPARE(top->text(0), QString("D0"));
+    QCOMPARE(top->childCount(), 3);
+    QVERIFY(top->isExpanded());
+    QCOMPARE(top->child(2)->text(0), QString("8D"));
+    QCOMPARE(top->child(2)->text(1), QString("text string"));
+    QCOMPARE(top->child(2)->text(2), QString("2"));
+    QCOMPARE(top->child(2)->text(3), QString("\"A\", 8 bits"));
+    QVERIFY(find<QLineEdit>("bytesLineEdit")->text().startsWith("D0 0D 81 03"));
+    QVERIFY(find<QLineEdit>("bytesLineEdit")->isReadOnly());
+}
+
+void tst_InspectorWindow::clearedTableHasNoDetails()
+{
+    add(EntryKind::Command, "DISPLAY TEXT", "D000");
+    find<QTableView>("sessionTable")->selectRow(0);
+    QVERIFY(!find<QLineEdit>("bytesLineEdit")->text().isEmpty());
+    QTest::mouseClick(find<QPushButton>("clearButton"), Qt::LeftButton);
+    QCOMPARE(m_model->rowCount(), 0);
+    QCOMPARE(find<QTreeWidget>("detailsTree")->topLevelItemCount(), 0);
+    QCOMPARE(find<QLineEdit>("bytesLineEdit")->text(), QString());
+}
+
+void tst_InspectorWindow::copiesTheChosenLinesAsHex()
+{
+    add(EntryKind::Command, "one", "D001");
+    add(EntryKind::Host, "without bytes");
+    add(EntryKind::Response, "two", "8103");
+    auto *table = find<QTableView>("sessionTable");
+    table->setFocus();
+    table->selectAll();
+    QTest::keyClick(table, Qt::Key_C, Qt::ControlModifier);
+    QCOMPARE(QApplication::clipboard()->text(), QString("D0 01\n81 03"));
+    QVERIFY2(m_window->report().contains("2 lines"), qPrintable(m_window->report()));
+    table->clearSelection();
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, Qt::NoModifier,
+                      table->visualRect(table->model()->index(2, 0)).center());
+    QTest::mouseClick(find<QPushButton>("copyButton"), Qt::LeftButton);
+    QCOMPARE(QApplication::clipboard()->text(), QString("81 03"));
+}
+
+void tst_InspectorWindow::copyWithoutBytesTellsWhatToDo()
+{
+    add(EntryKind::Host, "without bytes");
+    QApplication::clipboard()->setText("as it was");
+    m_window->copyHex();
+    QCOMPARE(QApplication::clipboard()->text(), QString("as it was"));
+    QVERIFY2(m_window->report().contains("choose a line"), qPrintable(m_window->report()));
+}
+
+/// All of it, whatever the table shows.
+void tst_InspectorWindow::savesTheSession()
+{
+    add(EntryKind::Host, "ready");
+    add(EntryKind::Apdu, "FETCH", "8012", "9000");
+    const QString name = m_folder.filePath("session.txt");
+    m_window->save(name);
+    QFile file(name);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll().count('\n'), 2);
+    QVERIFY2(m_window->report().contains(name), qPrintable(m_window->report()));
+}
+
+void tst_InspectorWindow::failedSaveTellsWhy()
+{
+    const QString name = m_folder.filePath("missing/session.pcap");
+    m_window->save(name);
+    QVERIFY2(m_window->report().contains(name), qPrintable(m_window->report()));
+    QCOMPARE(find<QLabel>("reportLabel")->text(), m_window->report());
+}
+
+void tst_InspectorWindow::saveDialogLeavesTheFileItsKind()
+{
+    QTest::keyClick(m_window.get(), Qt::Key_S, Qt::ControlModifier);
+    QTRY_VERIFY(m_window->findChild<QFileDialog *>("saveDialog"));
+    auto *dialog = m_window->findChild<QFileDialog *>("saveDialog");
+    QVERIFY(QTest::qWaitForWindowExposed(dialog));
+    dialog->setDirectory(m_folder.path());
+    auto *name = dialog->findChild<QLineEdit *>("fileNameEdit");
+    name->setText(m_folder.filePath("named"));
+    QTest::keyClick(name, Qt::Key_Return);
+    QTRY_VERIFY(QFile::exists(m_folder.filePath("named.pcap")));
+    QTRY_VERIFY(!m_window->findChild<QFileDialog *>("saveDialog"));
+}
+
+/// A modal dialog's field has grabbed the keyboard, as the plug-in's does. Keys as the window system brings them.
+void tst_InspectorWindow::keyboardIsSharedWithAGrabber()
+{
+    QWidget other;
+    QDialog dialog(&other);
+    auto *field = new QLineEdit(&dialog);
+    field->grabKeyboard();
+    other.show();
+    dialog.setWindowModality(Qt::WindowModal);
+    dialog.open();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    auto *search = find<QLineEdit>("searchLineEdit");
+    m_window->open();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    search->setFocus();
+    QTest::keyClick(m_window->windowHandle(), Qt::Key_A);
+    QCOMPARE(search->text(), QString("a"));
+    QCOMPARE(field->text(), QString());
+    QVERIFY(!QWidget::keyboardGrabber());
+
+    dialog.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    QTest::keyClick(dialog.windowHandle(), Qt::Key_B);
+    QCOMPARE(field->text(), QString("b"));
+    QCOMPARE(QWidget::keyboardGrabber(), field);
+    field->releaseKeyboard();
+}
+
+void tst_InspectorWindow::grabOfAWindowThatIsGoneIsForgotten()
+{
+    auto dialog = std::make_unique<QDialog>();
+    auto *field = new QLineEdit(dialog.get());
+    dialog->show();
+    QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
+    field->grabKeyboard();
+    auto *search = find<QLineEdit>("searchLineEdit");
+    m_window->open();
+    search->setFocus();
+    QTest::keyClick(m_window->windowHandle(), Qt::Key_A);
+    QVERIFY(!QWidget::keyboardGrabber());
+    dialog.reset();
+    QTest::keyClick(m_window->windowHandle(), Qt::Key_B);
+    QCOMPARE(search->text(), QString("ab"));
+}
+
+QTEST_MAIN(tst_InspectorWindow)
+#include "tst_InspectorWindow.moc"
