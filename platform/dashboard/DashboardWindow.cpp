@@ -1,11 +1,11 @@
 #include "dashboard/DashboardWindow.h"
 
 #include "core/CoreControl.h"
+#include "dashboard/Languages.h"
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
 #include "dashboard/Widgets.h"
 
-#include <QtCore/QLocale>
 #include <QtCore/QTime>
 
 #include <QComboBox>
@@ -42,28 +42,6 @@ const char toolkitSheet[] = "QPushButton { background: #1f6fb2; color: white; bo
                             "QPushButton:pressed { background: #17588f; }"
                             "QPushButton:focus { border-color: #f2b632; }"
                             "QPushButton:disabled { background: #c3ccd5; border-color: #c3ccd5; color: #f3f5f8; }";
-
-struct LanguageName {
-    const char *code;
-    const char *name;
-};
-
-/// A locale's own name for English or Spanish is that of one country's.
-const LanguageName languageNames[] = {
-    {"en", "English"}, {"de", "Deutsch"},  {"fr", "Français"}, {"es", "Español"},
-    {"ru", "Русский"}, {"zh", "简体中文"}, {"ar", "العربية"},
-};
-
-/// A language's name in that language, with its first letter as at the head of a line.
-QString languageName(const QString &code)
-{
-    for (const LanguageName &language : languageNames) {
-        if (code == language.code)
-            return language.name;
-    }
-    const QString name = QLocale(code).nativeLanguageName();
-    return name.isEmpty() ? code : name.left(1).toUpper() + name.mid(1);
-}
 
 } // namespace
 
@@ -174,9 +152,7 @@ QWidget *DashboardWindow::createLanguageChooser()
     m_languageComboBox = named(new QComboBox(chooser), "languageComboBox", tr("Language"));
     m_languageComboBox->setMinimumHeight(28);
     m_languageComboBox->setToolTip(tr("F8 takes the next one in every window"));
-    for (const QString &code : core::languages())
-        m_languageComboBox->addItem(languageName(code), code);
-    m_languageComboBox->setCurrentIndex(m_languageComboBox->findData(core::language()));
+    fillLanguages(m_languageComboBox);
 
     auto *label = new QLabel(tr("&Language"), chooser);
     label->setBuddy(m_languageComboBox);
@@ -221,7 +197,8 @@ void DashboardWindow::connectAll()
     connect(m_toolkitButton, &QPushButton::clicked, this, &DashboardWindow::openToolkit);
     connect(m_deviceButton, &QPushButton::clicked, this, &DashboardWindow::toggleDevice);
     connect(m_inspectorButton, &QPushButton::clicked, this, &DashboardWindow::inspectorAsked);
-    connect(m_languageComboBox, qOverload<int>(&QComboBox::activated), this, &DashboardWindow::changeLanguage);
+    connect(m_languageComboBox, qOverload<int>(&QComboBox::activated), this,
+            [this] { setLanguage(m_languageComboBox->currentData().toString()); });
     connect(m_sessionTree, &QTreeWidget::currentItemChanged, this, &DashboardWindow::showBytes);
     connect(&m_session, &Session::entryAdded, this, &DashboardWindow::addEntry);
     connect(&m_session, &Session::attachedChanged, this, &DashboardWindow::showDeviceState);
@@ -268,17 +245,18 @@ void DashboardWindow::attachDevice()
 
 void DashboardWindow::nextLanguage()
 {
-    m_languageComboBox->setCurrentIndex((m_languageComboBox->currentIndex() + 1) % m_languageComboBox->count());
-    changeLanguage();
+    const int next = (m_languageComboBox->currentIndex() + 1) % m_languageComboBox->count();
+    setLanguage(m_languageComboBox->itemData(next).toString());
 }
 
-void DashboardWindow::changeLanguage()
+void DashboardWindow::setLanguage(const QString &code)
 {
-    const QString code = m_languageComboBox->currentData().toString();
     if (code == core::language() || !core::setLanguage(code))
         return;
+    m_languageComboBox->setCurrentIndex(m_languageComboBox->findData(code));
     m_session.addHostEntry("speaks " + m_languageComboBox->currentText());
     m_plugin.changeLanguage(code);
+    emit languageChanged(code);
 }
 
 void DashboardWindow::addEntry(const SessionEntry &entry)

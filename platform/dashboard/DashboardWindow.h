@@ -38,16 +38,18 @@ public slots:
     void toggleDevice();
     /// Goes on to the next language of the chooser, behind the last one to the first.
     void nextLanguage();
+    /// Speaks the language from now on, and has the plug-in do so.
+    void setLanguage(const QString &code);
 
 signals:
     void inspectorAsked();
+    void languageChanged(const QString &code);
 
 protected:
     void changeEvent(QEvent *event) override;
 
 private slots:
     void openToolkit();
-    void changeLanguage();
     void addEntry(const dashboard::SessionEntry &entry);
     void showDeviceState();
     void showIdleText(const QString &text);

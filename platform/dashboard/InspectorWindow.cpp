@@ -1,6 +1,9 @@
 #include "dashboard/InspectorWindow.h"
 
 #include "dashboard/ApduText.h"
+#include "dashboard/CardPanel.h"
+#include "dashboard/CommandForm.h"
+#include "dashboard/Session.h"
 #include "dashboard/SessionFile.h"
 #include "dashboard/Widgets.h"
 
@@ -12,9 +15,11 @@
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QScrollBar>
 #include <QShortcut>
 #include <QSplitter>
+#include <QTabWidget>
 #include <QTableView>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -66,28 +71,65 @@ QFont fixedFont(const QFont &like)
 
 } // namespace
 
-InspectorWindow::InspectorWindow(SessionModel &model) : m_model(model)
+InspectorWindow::InspectorWindow(SessionModel &model, Session &session) : m_model(model), m_session(session)
 {
     setObjectName("InspectorWindow");
     setWindowTitle(tr("SIM Toolkit inspector"));
     setLayoutDirection(Qt::LeftToRight); // times, English words and bytes, in every language
     setAttribute(Qt::WA_QuitOnClose, false);
-    resize(980, 640);
+    resize(1160, 680);
     m_filter.setSourceModel(&m_model);
 
-    auto *splitter = new QSplitter(Qt::Vertical, this);
+    auto *splitter = new QSplitter(Qt::Horizontal, this);
+    splitter->setObjectName("toolsSplitter");
+    splitter->setChildrenCollapsible(false);
+    splitter->addWidget(createSession());
+    splitter->addWidget(createTools());
+    splitter->setStretchFactor(0, 1);
+    m_reportLabel = named(plainLabel(this), "reportLabel", tr("Report"));
+    m_reportLabel->setWordWrap(true);
+    auto *layout = new QVBoxLayout(this);
+    layout->addWidget(splitter, 1);
+    layout->addWidget(m_reportLabel);
+    connectAll();
+    m_table->setFocus();
+}
+
+QWidget *InspectorWindow::createSession()
+{
+    auto *session = new QWidget(this);
+    auto *layout = new QVBoxLayout(session);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(createFilterRow());
+    auto *splitter = new QSplitter(Qt::Vertical, session);
     splitter->setObjectName("sessionSplitter");
     splitter->setChildrenCollapsible(false);
-    auto *layout = new QVBoxLayout(this);
-    layout->addWidget(createFilterRow());
     splitter->addWidget(createTable());
     splitter->addWidget(createDetails());
     splitter->setStretchFactor(0, 3);
     splitter->setStretchFactor(1, 2);
     layout->addWidget(splitter, 1);
     layout->addWidget(createButtons());
-    connectAll();
-    m_table->setFocus();
+    return session;
+}
+
+/// In scroll areas: a small or much enlarged screen has no room for all of it.
+QWidget *InspectorWindow::createTools()
+{
+    m_commandForm = new CommandForm;
+    m_cardPanel = new CardPanel(m_session);
+    m_tools = named(new QTabWidget(this), "toolsTabs", tr("Commands, card and terminal"));
+    const auto add = [this](QWidget *tool, const QString &title) {
+        auto *area = new QScrollArea;
+        area->setWidget(tool);
+        area->setWidgetResizable(true);
+        area->setFrameShape(QFrame::NoFrame);
+        m_tools->addTab(area, title);
+    };
+    add(m_commandForm, tr("Raise a comman&d"));
+    add(m_cardPanel, tr("Card and term&inal"));
+    m_tools->setMinimumWidth(m_commandForm->minimumSizeHint().width() + 40);
+    return m_tools;
 }
 
 QWidget *InspectorWindow::createFilterRow()
@@ -159,15 +201,12 @@ QWidget *InspectorWindow::createButtons()
     m_copyButton = named(new QPushButton(tr("&Copy as hex"), row), "copyButton", tr("Copy the chosen lines as hex"));
     m_saveButton = named(new QPushButton(tr("Sa&ve\u2026"), row), "saveButton", tr("Save the session"));
     m_clearButton = named(new QPushButton(tr("C&lear"), row), "clearButton", tr("Clear the table"));
-    m_reportLabel = named(plainLabel(row), "reportLabel", tr("Report"));
-    m_reportLabel->setWordWrap(true);
-
     auto *layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(m_copyButton);
     layout->addWidget(m_saveButton);
     layout->addWidget(m_clearButton);
-    layout->addWidget(m_reportLabel, 1);
+    layout->addStretch(1);
     return row;
 }
 
@@ -185,6 +224,8 @@ void InspectorWindow::connectAll()
     });
     connect(m_table->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &InspectorWindow::showDetails);
     connect(&m_filter, &QAbstractItemModel::modelReset, this, &InspectorWindow::showDetails);
+    connect(m_commandForm, &CommandForm::raiseAsked, this, &InspectorWindow::raiseCommand);
+    connect(m_cardPanel, &CardPanel::reported, this, &InspectorWindow::setReport);
     connect(m_copyButton, &QPushButton::clicked, this, &InspectorWindow::copyHex);
     connect(m_saveButton, &QPushButton::clicked, this, &InspectorWindow::askForFile);
     connect(m_clearButton, &QPushButton::clicked, &m_model, &SessionModel::clear);
@@ -239,6 +280,15 @@ QString InspectorWindow::report() const
 void InspectorWindow::setReport(const QString &text)
 {
     m_reportLabel->setText(text);
+}
+
+void InspectorWindow::raiseCommand(const QByteArray &command)
+{
+    QString error;
+    if (m_session.raise(cat::Bytes(command.begin(), command.end()), &error))
+        setReport(tr("The card raises the command as soon as no session is open."));
+    else
+        setReport(tr("The command was not raised: %1").arg(error));
 }
 
 void InspectorWindow::copyHex()

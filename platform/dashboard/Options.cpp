@@ -8,7 +8,6 @@
 #include <QtCore/QRegularExpression>
 
 #include <algorithm>
-#include <iterator>
 
 namespace dashboard
 {
@@ -28,30 +27,10 @@ const char description[] =
     "\n"
     "Exit codes: 0 success, 2 usage, 3 plug-in, 4 card profile, 5 no screen, 6 trace file.";
 
-struct LimitedCommand {
-    const char *name;
-    int stkType;
-};
-
-const LimitedCommand limitedCommands[] = {
-    {"select-item", MDSV_STKTYPE_SELECT_ITEM},
-    {"display-text", MDSV_STKTYPE_DISPLAY_TEXT},
-    {"get-inkey", MDSV_STKTYPE_GET_INKEY},
-    {"get-input", MDSV_STKTYPE_GET_INPUT},
-    {"play-tone", MDSV_STKTYPE_PLAY_TONE},
-    {"set-up-call", MDSV_STKTYPE_SETUP_CALL},
-    {"send-sms", MDSV_STKTYPE_SEND_SMS},
-    {"send-ss", MDSV_STKTYPE_SEND_SS},
-    {"send-ussd", MDSV_STKTYPE_SEND_USSD},
-    {"refresh", MDSV_STKTYPE_REFRESH},
-    {"launch-browser", MDSV_STKTYPE_LAUNCH_BROWSER},
-    {"set-up-idle-mode-text", MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT},
-};
-
 QString limitedCommandNames()
 {
     QStringList names;
-    for (const LimitedCommand &command : limitedCommands)
+    for (const LimitedCommand &command : limitedCommands())
         names << command.name;
     return names.join(", ");
 }
@@ -108,9 +87,10 @@ QString readResponseLimit(const QString &text, ResponseLimit *limit)
         return QString("--response-limit takes seconds, 0.001 to 86400, not '%1'").arg(text);
     if (sign < 0)
         return QString();
-    const auto row = std::find_if(std::begin(limitedCommands), std::end(limitedCommands),
+    const std::vector<LimitedCommand> &commands = limitedCommands();
+    const auto row = std::find_if(commands.begin(), commands.end(),
                                   [&](const LimitedCommand &command) { return text.left(sign) == command.name; });
-    if (row == std::end(limitedCommands))
+    if (row == commands.end())
         return QString("--response-limit knows no command '%1'; it takes %2")
             .arg(text.left(sign), limitedCommandNames());
     limit->stkType = row->stkType;
@@ -184,6 +164,25 @@ CommandLine usageError(const QString &reason)
 }
 
 } // namespace
+
+const std::vector<LimitedCommand> &limitedCommands()
+{
+    static const std::vector<LimitedCommand> commands{
+        {"select-item", MDSV_STKTYPE_SELECT_ITEM},
+        {"display-text", MDSV_STKTYPE_DISPLAY_TEXT},
+        {"get-inkey", MDSV_STKTYPE_GET_INKEY},
+        {"get-input", MDSV_STKTYPE_GET_INPUT},
+        {"play-tone", MDSV_STKTYPE_PLAY_TONE},
+        {"set-up-call", MDSV_STKTYPE_SETUP_CALL},
+        {"send-sms", MDSV_STKTYPE_SEND_SMS},
+        {"send-ss", MDSV_STKTYPE_SEND_SS},
+        {"send-ussd", MDSV_STKTYPE_SEND_USSD},
+        {"refresh", MDSV_STKTYPE_REFRESH},
+        {"launch-browser", MDSV_STKTYPE_LAUNCH_BROWSER},
+        {"set-up-idle-mode-text", MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT},
+    };
+    return commands;
+}
 
 CommandLine parseCommandLine(const QStringList &arguments, const QStringList &languages)
 {

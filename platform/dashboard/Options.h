@@ -21,6 +21,13 @@ enum ExitCode : int {
     ExitTrace = 6,   ///< the trace file cannot be written
 };
 
+/// A command that the user has a time for.
+struct LimitedCommand {
+    const char *name; ///< "get-input"
+    int stkType;      ///< an _MDSV_EN_STKTYPE
+};
+const std::vector<LimitedCommand> &limitedCommands();
+
 /// How long the user may take over a command.
 struct ResponseLimit {
     std::optional<int> stkType; ///< an _MDSV_EN_STKTYPE; empty: every command

@@ -23,15 +23,13 @@ void printLine(const SessionEntry &entry)
 
 } // namespace
 
-Session::Session(const Options &options) : m_options(options)
+Session::Session(const Options &options) : m_options(options), m_profileFile(options.profileFile)
 {
     setLimits();
     sdk::setExchangeListener([this](const sdk::Exchange &exchange) { listen(exchange); });
     sdk::setApduListener([this](const sdk::ApduExchange &exchange) { add(describe(exchange)); });
     if (options.callbackOnUiThread)
-        sdk::setCallbackDispatcher([this](std::function<void()> call) {
-            QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
-        });
+        setDispatcher(true);
 }
 
 Session::~Session()
@@ -44,16 +42,66 @@ void Session::end()
     sdk::shutDown();
 }
 
-void Session::setLimits() const
+void Session::setLimits()
 {
-    for (const ResponseLimit &each : m_options.responseLimits) {
-        if (each.stkType)
-            sdk::setResponseLimit(*each.stkType, each.limit);
-        else
-            sdk::setResponseLimit(each.limit);
-    }
+    for (const ResponseLimit &each : m_options.responseLimits)
+        setResponseLimit(each);
     if (m_options.unattendedLimit)
-        sdk::setUnattendedLimit(*m_options.unattendedLimit);
+        setUnattendedLimit(*m_options.unattendedLimit);
+}
+
+void Session::setResponseLimit(const ResponseLimit &limit)
+{
+    if (limit.stkType)
+        sdk::setResponseLimit(*limit.stkType, limit.limit);
+    else
+        sdk::setResponseLimit(limit.limit);
+}
+
+void Session::setUnattendedLimit(std::chrono::milliseconds limit)
+{
+    sdk::setUnattendedLimit(limit);
+}
+
+void Session::setDispatcher(bool onUiThread)
+{
+    m_isCallbackOnUiThread = onUiThread;
+    if (onUiThread)
+        sdk::setCallbackDispatcher([this](std::function<void()> call) {
+            QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+        });
+    else
+        sdk::setCallbackDispatcher({});
+}
+
+void Session::setCallbackOnUiThread(bool onUiThread)
+{
+    setDispatcher(onUiThread);
+    addHostEntry(onUiThread ? "has callbacks on the user-interface thread" : "has callbacks on the service's thread");
+}
+
+void Session::setHanging(bool isHanging)
+{
+    addHostEntry(isHanging ? "lets the card hang" : "lets the card answer again");
+    sdk::setVirtualCardsHanging(isHanging);
+}
+
+void Session::failNextCall()
+{
+    addHostEntry("lets the next call fail");
+    sdk::failNextCall();
+}
+
+bool Session::raise(const cat::Bytes &command, QString *error)
+{
+    std::string reason;
+    if (sdk::raiseCommand(command, &reason)) {
+        addHostEntry("has the card raise " +
+                     QString::fromStdString(cat::commandName(cat::decodeCommand(command).command.details.type)));
+        return true;
+    }
+    *error = QString::fromStdString(reason);
+    return false;
 }
 
 bool Session::startTrace(QString *error)
@@ -68,12 +116,19 @@ bool Session::startTrace(QString *error)
 
 bool Session::attach(QString *error)
 {
+    return attach(m_profileFile, error);
+}
+
+bool Session::attach(const QString &profileFile, QString *error)
+{
     std::string reason;
-    auto channel = sdk::openVirtualCard(QFile::encodeName(m_options.profileFile).toStdString(), &reason);
+    auto channel = sdk::openVirtualCard(QFile::encodeName(profileFile).toStdString(), &reason);
     if (!channel) {
         *error = QString::fromStdString(reason);
         return false;
     }
+    detach();
+    m_profileFile = profileFile;
     addHostEntry("attaches the " + QString::fromStdString(channel->name()));
     setIdleText(QString());
     sdk::attachDevice(std::move(channel));

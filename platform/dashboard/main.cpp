@@ -1,4 +1,5 @@
 #include "core/CoreControl.h"
+#include "dashboard/CardPanel.h"
 #include "dashboard/DashboardWindow.h"
 #include "dashboard/GlobalKeys.h"
 #include "dashboard/InspectorWindow.h"
@@ -76,7 +77,7 @@ int runDashboard(const Options &options)
 {
     if (!options.debugLog)
         QLoggingCategory::setFilterRules("default.debug=false");
-    applyStyle();
+    applyStyle(false);
     core::setLanguage(options.language);
     core::setPluginLibraryPath(libraryFolder(options.pluginFile));
 
@@ -90,8 +91,12 @@ int runDashboard(const Options &options)
 
     SessionModel model;
     QObject::connect(&session, &Session::entryAdded, &model, &SessionModel::add);
-    InspectorWindow inspector(model);
+    InspectorWindow inspector(model, session);
     DashboardWindow window(plugin, session);
+    QObject::connect(inspector.cardPanel(), &CardPanel::languageChosen, &window, &DashboardWindow::setLanguage);
+    QObject::connect(&window, &DashboardWindow::languageChanged, inspector.cardPanel(), &CardPanel::showLanguage);
+    QObject::connect(inspector.cardPanel(), &CardPanel::styleChosen, inspector.cardPanel(),
+                     [](bool isDark) { applyStyle(isDark); });
     QObject::connect(&window, &DashboardWindow::inspectorAsked, &inspector, &InspectorWindow::open);
     core::setMainWindow(&window);
     if (!options.openBrowser)

@@ -1,14 +1,21 @@
 #include "dashboard/InspectorWindow.h"
 
+#include "dashboard/CardPanel.h"
+#include "dashboard/Session.h"
+
 #include <QApplication>
+#include <QCheckBox>
 #include <QClipboard>
 #include <QComboBox>
 #include <QDialog>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QSignalSpy>
+#include <QSpinBox>
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
@@ -38,8 +45,22 @@ private slots:
     void saveDialogLeavesTheFileItsKind();
     void keyboardIsSharedWithAGrabber();
     void grabOfAWindowThatIsGoneIsForgotten();
+    void formRaisesItsCommand();
+    void formAsksForWhatTheTypeHas();
+    void qualifierAndItsChoicesAgree();
+    void bytesByHandAreRaised();
+    void uselessBytesAreNotRaised();
+    void raisingWithoutACardTellsWhatToDo();
+    void cardGoesInAndOut();
+    void brokenProfileChangesNothing();
+    void otherProfileTakesItsPlace();
+    void faultsAreTold();
+    void threadAndLimitAreSet();
+    void looksAreAskedFor();
 
 private:
+    bool attach();
+    bool hasEntry(const QString &start) const;
     template <typename Widget>
     Widget *find(const char *name) const
     {
@@ -53,6 +74,8 @@ private:
 
     QTemporaryDir m_folder;
     std::unique_ptr<SessionModel> m_model;
+    Options m_options;
+    std::unique_ptr<Session> m_session;
     std::unique_ptr<InspectorWindow> m_window;
 };
 
@@ -73,7 +96,14 @@ void tst_InspectorWindow::fill(int count)
 void tst_InspectorWindow::init()
 {
     m_model = std::make_unique<SessionModel>();
-    m_window = std::make_unique<InspectorWindow>(*m_model);
+    m_options.profileFile = m_folder.filePath("card.yaml");
+    QFile file(m_options.profileFile);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("name: Test\nmenu:\n  title: Test menu\n  items:\n    - text: One\n");
+    file.close();
+    m_session = std::make_unique<Session>(m_options);
+    connect(m_session.get(), &Session::entryAdded, m_model.get(), &SessionModel::add);
+    m_window = std::make_unique<InspectorWindow>(*m_model, *m_session);
     m_window->open();
     QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
 }
@@ -81,6 +111,7 @@ void tst_InspectorWindow::init()
 void tst_InspectorWindow::cleanup()
 {
     m_window.reset();
+    m_session.reset();
     m_model.reset();
     QVERIFY(QApplication::topLevelWidgets().isEmpty());
     QVERIFY(!QWidget::keyboardGrabber());
@@ -262,6 +293,169 @@ void tst_InspectorWindow::grabOfAWindowThatIsGoneIsForgotten()
     dialog.reset();
     QTest::keyClick(m_window->windowHandle(), Qt::Key_B);
     QCOMPARE(search->text(), QString("ab"));
+}
+
+bool tst_InspectorWindow::attach()
+{
+    QString error;
+    return m_session->attach(&error) && QTest::qWaitFor([this] { return !m_session->menuTitle().isEmpty(); });
+}
+
+bool tst_InspectorWindow::hasEntry(const QString &start) const
+{
+    return QTest::qWaitFor([&] {
+        for (int row = 0; row < m_model->rowCount(); ++row) {
+            if (toLine(m_model->entry(row)).startsWith(start))
+                return true;
+        }
+        return false;
+    });
+}
+
+void tst_InspectorWindow::formRaisesItsCommand()
+{
+    QVERIFY(attach());
+    find<QLineEdit>("textLineEdit")->setText("From the form");
+    QTest::mouseClick(find<QPushButton>("raiseButton"), Qt::LeftButton);
+    QVERIFY(hasEntry("host: has the card raise DISPLAY TEXT"));
+    QVERIFY(hasEntry("card asks: DISPLAY TEXT \"From the form\""));
+}
+
+void tst_InspectorWindow::formAsksForWhatTheTypeHas()
+{
+    auto *type = find<QComboBox>("typeComboBox");
+    type->setCurrentText("GET INPUT");
+    QVERIFY(find<QSpinBox>("minimumSpinBox")->isVisible());
+    QVERIFY(!find<QLineEdit>("urlLineEdit")->isVisible());
+    type->setCurrentText("LAUNCH BROWSER");
+    QVERIFY(!find<QSpinBox>("minimumSpinBox")->isVisible());
+    QVERIFY(find<QLineEdit>("urlLineEdit")->isVisible());
+    QVERIFY(find<QLabel>("commandWordsLabel")->text().startsWith("LAUNCH BROWSER"));
+}
+
+void tst_InspectorWindow::qualifierAndItsChoicesAgree()
+{
+    find<QComboBox>("typeComboBox")->setCurrentText("DISPLAY TEXT");
+    auto *qualifier = find<QSpinBox>("qualifierSpinBox");
+    const QList<QCheckBox *> boxes = m_window->findChildren<QCheckBox *>("qualifierCheckBox");
+    QCOMPARE(boxes.size(), 2);
+    QCOMPARE(qualifier->value(), 0x80);
+    QVERIFY(!boxes.at(0)->isChecked() && boxes.at(1)->isChecked());
+    boxes.at(0)->click();
+    QCOMPARE(qualifier->value(), 0x81);
+    qualifier->setValue(0x01);
+    QVERIFY(boxes.at(0)->isChecked() && !boxes.at(1)->isChecked());
+    QVERIFY(find<QPlainTextEdit>("commandBytesEdit")->toPlainText().contains("81 03 01 21 01"));
+
+    find<QComboBox>("typeComboBox")->setCurrentText("REFRESH");
+    auto *mode = find<QComboBox>("modeComboBox");
+    QVERIFY(mode->isVisible());
+    mode->setFocus();
+    QTest::keyClicks(mode, "card");
+    QCOMPARE(qualifier->value(), 4);
+}
+
+void tst_InspectorWindow::bytesByHandAreRaised()
+{
+    QVERIFY(attach());
+    find<QPlainTextEdit>("commandBytesEdit")->setPlainText("D00D 8103012180 82028102 8D0204 41");
+    QCOMPARE(find<QLabel>("commandWordsLabel")->text(), QString("DISPLAY TEXT \"A\""));
+    QTest::mouseClick(find<QPushButton>("raiseButton"), Qt::LeftButton);
+    QVERIFY(hasEntry("card asks: DISPLAY TEXT \"A\" | D0 0D"));
+}
+
+void tst_InspectorWindow::uselessBytesAreNotRaised()
+{
+    find<QPlainTextEdit>("commandBytesEdit")->setPlainText("D0 0G");
+    QVERIFY(find<QLabel>("commandWordsLabel")->text().contains("'G' at character 5"));
+    QVERIFY(!find<QPushButton>("raiseButton")->isEnabled());
+    find<QLineEdit>("textLineEdit")->setText("Form again");
+    QVERIFY(find<QPushButton>("raiseButton")->isEnabled());
+}
+
+void tst_InspectorWindow::raisingWithoutACardTellsWhatToDo()
+{
+    QTest::mouseClick(find<QPushButton>("raiseButton"), Qt::LeftButton);
+    QVERIFY2(m_window->report().contains("attach the device"), qPrintable(m_window->report()));
+}
+
+void tst_InspectorWindow::cardGoesInAndOut()
+{
+    auto *button = find<QPushButton>("insertButton");
+    QCOMPARE(button->text(), QString("&Insert card"));
+    button->click();
+    QVERIFY(m_session->isAttached());
+    QCOMPARE(button->text(), QString("Remo&ve card"));
+    button->click();
+    QVERIFY(!m_session->isAttached());
+}
+
+void tst_InspectorWindow::brokenProfileChangesNothing()
+{
+    QVERIFY(attach());
+    m_window->cardPanel()->useProfile(m_folder.filePath("missing.yaml"));
+    QVERIFY2(m_window->report().contains("missing.yaml"), qPrintable(m_window->report()));
+    QVERIFY(m_session->isAttached());
+    QCOMPARE(find<QLineEdit>("profileLineEdit")->text(), m_options.profileFile);
+}
+
+void tst_InspectorWindow::otherProfileTakesItsPlace()
+{
+    QVERIFY(attach());
+    const QString other = m_folder.filePath("other.yaml");
+    QFile file(other);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("name: Other\nmenu:\n  title: Other menu\n  items:\n    - text: One\n");
+    file.close();
+    m_window->cardPanel()->useProfile(other);
+    QTRY_COMPARE(m_session->menuTitle(), QString("Other menu"));
+    QCOMPARE(find<QLineEdit>("profileLineEdit")->text(), other);
+    QVERIFY(hasEntry("host: detaches the device"));
+}
+
+void tst_InspectorWindow::faultsAreTold()
+{
+    find<QCheckBox>("hangCheckBox")->click();
+    QVERIFY(hasEntry("host: lets the card hang"));
+    find<QCheckBox>("hangCheckBox")->click();
+    QVERIFY(hasEntry("host: lets the card answer again"));
+    find<QPushButton>("failButton")->click();
+    QVERIFY(hasEntry("host: lets the next call fail"));
+    QVERIFY(!m_window->report().isEmpty());
+}
+
+void tst_InspectorWindow::threadAndLimitAreSet()
+{
+    auto *thread = find<QComboBox>("threadComboBox");
+    QVERIFY(m_session->isCallbackOnUiThread());
+    thread->setFocus();
+    QTest::keyClick(thread, Qt::Key_Down);
+    QVERIFY(!m_session->isCallbackOnUiThread());
+
+    find<QComboBox>("limitComboBox")->setCurrentText("display-text");
+    find<QDoubleSpinBox>("limitSpinBox")->setValue(0.1);
+    find<QPushButton>("limitButton")->click();
+    QVERIFY(attach());
+    find<QPushButton>("raiseButton")->click();
+    QVERIFY(hasEntry("answer: DISPLAY TEXT: 12"));
+}
+
+void tst_InspectorWindow::looksAreAskedFor()
+{
+    QSignalSpy language(m_window->cardPanel(), &CardPanel::languageChosen);
+    QSignalSpy style(m_window->cardPanel(), &CardPanel::styleChosen);
+    auto *languages = find<QComboBox>("languageComboBox");
+    languages->setFocus();
+    QTest::keyClick(languages, Qt::Key_Down);
+    QCOMPARE(language.count(), 1);
+    QCOMPARE(language.at(0).at(0).toString(), languages->itemData(1).toString());
+    m_window->cardPanel()->showLanguage("en");
+    QCOMPARE(languages->currentIndex(), 0);
+    auto *styles = find<QComboBox>("styleComboBox");
+    styles->setFocus();
+    QTest::keyClick(styles, Qt::Key_Down);
+    QCOMPARE(style.count(), 1);
+    QCOMPARE(style.at(0).at(0).toBool(), true);
 }
 
 QTEST_MAIN(tst_InspectorWindow)
