@@ -6,9 +6,7 @@
 QT_BEGIN_NAMESPACE
 class QComboBox;
 class QLabel;
-class QLineEdit;
 class QPushButton;
-class QTreeWidget;
 QT_END_NAMESPACE
 
 namespace dashboard
@@ -16,9 +14,10 @@ namespace dashboard
 
 class PluginHost;
 class Session;
-struct SessionEntry;
+class SignalBars;
 
-/// The operator's window: device and menu, the button of the SIM Toolkit, language, and what is said in the session.
+/// The operator's window: signal and operator, the card's text for the idle screen, the button of the SIM Toolkit with
+/// the title of the card's menu, device and language.
 /// The widgets' object names end in their kind.
 class DashboardWindow : public QWidget
 {
@@ -50,23 +49,22 @@ protected:
 
 private slots:
     void openToolkit();
-    void addEntry(const dashboard::SessionEntry &entry);
     void showDeviceState();
     void showIdleText(const QString &text);
-    void showBytes();
 
 private:
     QWidget *createHeader();
-    QWidget *createControls();
-    QWidget *createLanguageChooser();
-    QWidget *createLog();
     QWidget *createIdleScreen();
-    void alignIdleScreen();
+    QWidget *createToolkitButton();
+    QWidget *createControls();
+    void alignOperator();
     void connectAll();
+    void showMenuTitle(const QString &title);
 
     PluginHost &m_plugin;
     Session &m_session;
-    QLabel *m_titleLabel = nullptr;
+    SignalBars *m_signalBars = nullptr;
+    QLabel *m_operatorLabel = nullptr;
     QLabel *m_deviceLabel = nullptr;
     QLabel *m_idleCaption = nullptr;
     QLabel *m_idleLabel = nullptr;
@@ -74,8 +72,6 @@ private:
     QPushButton *m_deviceButton = nullptr;
     QPushButton *m_inspectorButton = nullptr;
     QComboBox *m_languageComboBox = nullptr;
-    QTreeWidget *m_sessionTree = nullptr;
-    QLineEdit *m_bytesLineEdit = nullptr;
 };
 
 } // namespace dashboard

@@ -59,7 +59,11 @@ void describe(QCommandLineParser &parser, const QStringList &languages)
          "seconds"},
         {"no-browser", "Open no web page that the card asks for: print its address in the session instead."},
         {"callback-thread", "Call the plug-in back on the <ui> thread or on the <service>'s own.", "ui|service", "ui"},
-        {"language", "Speak the language <code>: " + languages.join(", ") + ".", "code", languages.value(0)},
+        {"language",
+         "Speak the language <code>: " + languages.join(", ") + ". Default: as the last time, " + languages.value(0) +
+             " the first time.",
+         "code"},
+        {"style", "Look <light> or <dark>. Default: as the last time, light the first time.", "light|dark"},
         {"print-session", "Print each step of the session as a line on standard output."},
         {"debug-log", "Let the debug log of host and plug-in out on standard error."},
         {"no-device", "Start with the device detached."},
@@ -136,8 +140,14 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
     options->callbackOnUiThread = thread == "ui";
 
     options->language = parser.value("language");
-    if (!languages.contains(options->language))
+    if (parser.isSet("language") && !languages.contains(options->language))
         return QString("--language takes one of %1, not '%2'").arg(languages.join(", "), options->language);
+
+    const QString style = parser.value("style");
+    if (parser.isSet("style") && style != "light" && style != "dark")
+        return QString("--style takes 'light' or 'dark', not '%1'").arg(style);
+    if (parser.isSet("style"))
+        options->isDark = style == "dark";
 
     options->pluginFile = parser.value("plugin");
     options->profileFile = parser.value("profile");

@@ -44,8 +44,9 @@ struct Options {
     std::optional<std::chrono::milliseconds> unattendedLimit; ///< empty: the library's
     /// True: the plug-in never hears of a command before it has begun to wait for one, however fast the card is.
     bool callbackOnUiThread = true;
-    QString language;
-    bool openBrowser = true; ///< false: web pages that the card asks for are only told in the session
+    QString language;           ///< empty: as the last time
+    std::optional<bool> isDark; ///< empty: as the last time
+    bool openBrowser = true;    ///< false: web pages that the card asks for are only told in the session
     bool printSession = false;
     bool debugLog = false;
     bool attachAtStart = true;

@@ -131,6 +131,8 @@ bool Session::attach(const QString &profileFile, QString *error)
     m_profileFile = profileFile;
     addHostEntry("attaches the " + QString::fromStdString(channel->name()));
     setIdleText(QString());
+    m_operatorName = QString::fromStdString(channel->operatorName());
+    m_hasNetwork = channel->hasNetwork();
     sdk::attachDevice(std::move(channel));
     m_attached = true;
     emit attachedChanged(true);
@@ -144,6 +146,7 @@ void Session::detach()
     addHostEntry("detaches the device");
     sdk::detachDevice();
     m_attached = false;
+    m_operatorName.clear();
     setIdleText(QString());
     emit attachedChanged(false);
 }

@@ -43,6 +43,12 @@ public:
     /// The text that the card has set up for the idle screen (SET UP IDLE MODE TEXT); empty for none.
     QString idleText() const { return m_idleText; }
 
+    /// The network's operator as the card names it; empty while there is no device, and when it does not say.
+    QString operatorName() const { return m_operatorName; }
+
+    /// Whether the device has found a network.
+    bool hasNetwork() const { return m_attached && m_hasNetwork; }
+
     /// Title of the card's menu; empty while there is none.
     QString menuTitle() const;
 
@@ -83,6 +89,8 @@ private:
     QString m_profileFile;
     bool m_isCallbackOnUiThread = false;
     bool m_attached = false;
+    bool m_hasNetwork = false;
+    QString m_operatorName;
     QString m_idleText;
 };
 

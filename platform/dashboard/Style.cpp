@@ -53,7 +53,7 @@ const Named names[] = {
     {"@idle", "#14324a", "#f2d48a"},       {"@line", "#c3ccd5", "#3d4853"},
     {"@action", "#1f6fb2", "#2a6da6"},     {"@actionHover", "#1a619d", "#2f78b6"},
     {"@actionDown", "#17588f", "#225a89"}, {"@off", "#dde3e9", "#2a323a"},
-    {"@onOff", "#5f6a75", "#98a4b0"},      {"@focus", "#b26a00", "#f2b632"},
+    {"@onOff", "#525c66", "#98a4b0"},      {"@focus", "#b26a00", "#f2b632"},
     {"@button", "#e9edf2", "#2b343d"},     {"@buttonHover", "#dfe6ee", "#35404b"},
     {"@buttonDown", "#cfd8e2", "#20272e"}, {"@field", "#ffffff", "#12171c"},
     {"@danger", "#b3261e", "#b3261e"},     {"@window", "#f3f5f8", "#1b2127"},

@@ -7,6 +7,7 @@
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
 #include "dashboard/SessionModel.h"
+#include "dashboard/Settings.h"
 #include "dashboard/SignalRelay.h"
 #include "dashboard/Style.h"
 
@@ -73,12 +74,58 @@ void replaceBrowser(Session &session)
     });
 }
 
+const QStringList keptBoxes{"kindComboBox"};
+
+/// What the command line leaves open is as the last time.
+void chooseLooks(const Options &options, const Settings &settings)
+{
+    applyStyle(options.isDark.value_or(settings.isDark()));
+    const QString language = options.language.isEmpty() ? settings.language() : options.language;
+    if (!core::setLanguage(language))
+        core::setLanguage(core::languages().constFirst());
+}
+
+/// Everything that one window tells another.
+void connectWindows(Session &session, SessionModel &model, DashboardWindow &window, InspectorWindow &inspector,
+                    Settings &settings)
+{
+    CardPanel *const panel = inspector.cardPanel();
+    QObject::connect(&session, &Session::entryAdded, &model, &SessionModel::add);
+    QObject::connect(&window, &DashboardWindow::inspectorAsked, &inspector, &InspectorWindow::open);
+    QObject::connect(panel, &CardPanel::languageChosen, &window, &DashboardWindow::setLanguage);
+    QObject::connect(&window, &DashboardWindow::languageChanged, panel, &CardPanel::showLanguage);
+    QObject::connect(&window, &DashboardWindow::languageChanged,
+                     [&settings](const QString &code) { settings.setLanguage(code); });
+    QObject::connect(panel, &CardPanel::styleChosen, [&settings](bool isDark) {
+        settings.setDark(isDark);
+        applyStyle(isDark);
+    });
+}
+
+void restoreWindows(const Options &options, const Settings &settings, DashboardWindow &window,
+                    InspectorWindow &inspector)
+{
+    settings.restore(&window, {});
+    settings.restore(&inspector, keptBoxes);
+    inspector.cardPanel()->showStyle(options.isDark.value_or(settings.isDark()));
+    if (options.openInspector || settings.isInspectorOpen())
+        inspector.show();
+    window.show();
+}
+
+void keepWindows(Settings &settings, const DashboardWindow &window, const InspectorWindow &inspector)
+{
+    settings.keep(&window, {});
+    settings.keep(&inspector, keptBoxes);
+    settings.setInspectorOpen(inspector.isVisible());
+}
+
 int runDashboard(const Options &options)
 {
     if (!options.debugLog)
         QLoggingCategory::setFilterRules("default.debug=false");
-    applyStyle(false);
-    core::setLanguage(options.language);
+    Settings settings;
+    chooseLooks(options, settings);
     core::setPluginLibraryPath(libraryFolder(options.pluginFile));
 
     Session session(options);
@@ -90,15 +137,10 @@ int runDashboard(const Options &options)
         return fail(ExitPlugin, error);
 
     SessionModel model;
-    QObject::connect(&session, &Session::entryAdded, &model, &SessionModel::add);
     InspectorWindow inspector(model, session);
     DashboardWindow window(plugin, session);
-    QObject::connect(inspector.cardPanel(), &CardPanel::languageChosen, &window, &DashboardWindow::setLanguage);
-    QObject::connect(&window, &DashboardWindow::languageChanged, inspector.cardPanel(), &CardPanel::showLanguage);
-    QObject::connect(inspector.cardPanel(), &CardPanel::styleChosen, inspector.cardPanel(),
-                     [](bool isDark) { applyStyle(isDark); });
-    QObject::connect(&window, &DashboardWindow::inspectorAsked, &inspector, &InspectorWindow::open);
     core::setMainWindow(&window);
+    connectWindows(session, model, window, inspector, settings);
     if (!options.openBrowser)
         replaceBrowser(session);
     GlobalKeys keys;
@@ -110,13 +152,12 @@ int runDashboard(const Options &options)
     QObject::connect(&signalRelay, &SignalRelay::attachAsked, &window, &DashboardWindow::attachDevice);
     QObject::connect(&signalRelay, &SignalRelay::quitAsked, qApp, &QCoreApplication::quit);
 
-    if (options.openInspector)
-        inspector.show();
-    window.show();
+    restoreWindows(options, settings, window, inspector);
     session.addHostEntry("ready with " + plugin.title());
     if (options.attachAtStart)
         window.attachDevice();
     const int result = QApplication::exec();
+    keepWindows(settings, window, inspector);
     window.closeDialogs();
     plugin.unload();
     core::setUrlOpener(core::UrlOpener());

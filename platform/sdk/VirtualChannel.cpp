@@ -35,7 +35,8 @@ class VirtualChannel : public CardChannel
 {
 public:
     explicit VirtualChannel(card::Profile profile)
-        : m_name("virtual card '" + profile.name + '\''), m_card(std::move(profile))
+        : m_name("virtual card '" + profile.name + '\''), m_operatorName(profile.operatorName),
+          m_card(std::move(profile))
     {
     }
 
@@ -63,6 +64,8 @@ public:
 
     bool hasNetwork() const override { return m_card.hasNetwork(); }
 
+    std::string operatorName() const override { return m_operatorName; }
+
     bool raise(const cat::Bytes &command) override { return m_card.raise(command); }
 
     void interrupt() override
@@ -83,6 +86,7 @@ private:
     }
 
     const std::string m_name;
+    const std::string m_operatorName;
     card::VirtualCard m_card;
     bool m_interrupted = false;
 };

@@ -14,6 +14,7 @@ class tst_InspectorBeside : public QObject
 
 private slots:
     void initTestCase();
+    void init();
     void cleanup();
     void inspectorIsUsableBesideEveryWindow_data();
     void inspectorIsUsableBesideEveryWindow();
@@ -34,6 +35,8 @@ private:
     static QByteArray titleOfActive() { return xdotool({"getactivewindow", "getwindowname"}); }
 
     QTemporaryDir m_folder;
+    int m_tests = 0;
+    QString m_settings; ///< the program's: none at the beginning of each test
     QProcess m_program;
     QString m_output;
 };
@@ -79,9 +82,19 @@ void tst_InspectorBeside::initTestCase()
             [this] { m_output += QString::fromUtf8(m_program.readAllStandardOutput()); });
 }
 
+void tst_InspectorBeside::init()
+{
+    m_settings = m_folder.filePath(QString("settings-%1").arg(++m_tests));
+}
+
 void tst_InspectorBeside::start(const QStringList &arguments)
 {
     m_output.clear();
+    QProcessEnvironment environment = m_program.processEnvironment();
+    if (environment.isEmpty())
+        environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_CONFIG_HOME", m_settings);
+    m_program.setProcessEnvironment(environment);
     m_program.start(DASHBOARD, arguments + QStringList{"--print-session", "--no-browser"});
     QVERIFY2(m_program.waitForStarted(), qPrintable(m_program.errorString()));
 }
