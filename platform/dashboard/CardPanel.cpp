@@ -34,7 +34,6 @@ CardPanel::CardPanel(Session &session, QWidget *parent) : QWidget(parent), m_ses
 {
     setObjectName("cardPanel");
     auto *layout = new QVBoxLayout(this);
-    layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(createCard());
     layout->addWidget(createTerminal());
     layout->addWidget(createLooks());

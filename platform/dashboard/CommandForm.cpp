@@ -17,6 +17,8 @@
 #include <QSpinBox>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace dashboard
 {
 
@@ -61,7 +63,7 @@ CommandForm::CommandForm(QWidget *parent) : QWidget(parent), m_layout(new QFormL
     setObjectName("commandForm");
     auto *column = new QVBoxLayout(this);
     column->addLayout(m_layout);
-    column->addStretch(1); // or the rows that are hidden would leave gaps
+    column->addStretch(1);
     m_layout->setRowWrapPolicy(QFormLayout::WrapLongRows);
     m_layout->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     m_typeComboBox = named(new QComboBox, "typeComboBox", tr("Type of command"));
@@ -91,10 +93,30 @@ CommandForm::CommandForm(QWidget *parent) : QWidget(parent), m_layout(new QFormL
     chooseType();
 }
 
-void CommandForm::addField(CommandField field, const QString &label, QWidget *widget)
+/// Without deleting it; its label goes.
+void CommandForm::removeField(QWidget *widget)
 {
-    m_fields[field] = widget;
-    m_layout->addRow(label, widget);
+    if (m_layout->indexOf(widget) < 0)
+        return;
+    const QFormLayout::TakeRowResult row = m_layout->takeRow(widget);
+    if (row.labelItem)
+        delete row.labelItem->widget();
+    delete row.labelItem;
+    delete row.fieldItem;
+    widget->hide();
+}
+
+/// Below the type: rows that are only hidden would leave gaps.
+void CommandForm::showFields(const std::vector<CommandField> &asked)
+{
+    int row = 1;
+    for (const Field &each : m_fields) {
+        removeField(each.widget);
+        if (std::find(asked.begin(), asked.end(), each.field) == asked.end())
+            continue;
+        m_layout->insertRow(row++, each.label, each.widget);
+        each.widget->show();
+    }
 }
 
 void CommandForm::createFields()
@@ -127,34 +149,44 @@ void CommandForm::createFields()
     m_filesLineEdit = named(new QLineEdit, "filesLineEdit", tr("Paths of changed files, in hex"));
     m_immediateCheckBox = named(new QCheckBox(tr("&Answered at once")), "immediateCheckBox", tr("Answered at once"));
 
-    addField(CommandField::Text, tr("&Text"), m_textLineEdit);
-    addField(CommandField::CallText, tr("During the call"), m_callTextLineEdit);
-    addField(CommandField::Items, tr("Items"), m_itemsEdit);
-    addField(CommandField::Number, tr("Number"), m_numberLineEdit);
-    addField(CommandField::Message, tr("Message"), m_messageLineEdit);
-    addField(CommandField::Code, tr("Code"), m_codeLineEdit);
-    addField(CommandField::Url, tr("Web address"), m_urlLineEdit);
-    addField(CommandField::Files, tr("Files"), m_filesLineEdit);
-    addField(CommandField::Coding, tr("Coding"), m_codingComboBox);
-    addField(CommandField::Minimum, tr("At least"), m_minimumSpinBox);
-    addField(CommandField::Maximum, tr("At most"), m_maximumSpinBox);
-    addField(CommandField::DefaultText, tr("Default text"), m_defaultTextLineEdit);
-    addField(CommandField::Tone, tr("Tone"), m_toneComboBox);
-    addField(CommandField::Duration, tr("Duration"), m_durationSpinBox);
-    addField(CommandField::Immediate, QString(), m_immediateCheckBox);
-
-    for (const auto &[field, widget] : m_fields) {
-        if (auto *line = qobject_cast<QLineEdit *>(widget))
-            connect(line, &QLineEdit::textChanged, this, &CommandForm::build);
-        else if (auto *list = qobject_cast<QPlainTextEdit *>(widget))
-            connect(list, &QPlainTextEdit::textChanged, this, &CommandForm::build);
-        else if (auto *choice = qobject_cast<QComboBox *>(widget))
-            connect(choice, qOverload<int>(&QComboBox::currentIndexChanged), this, &CommandForm::build);
-        else if (auto *number = qobject_cast<QSpinBox *>(widget))
-            connect(number, qOverload<int>(&QSpinBox::valueChanged), this, &CommandForm::build);
+    m_fields = {
+        {CommandField::Text, tr("&Text"), m_textLineEdit},
+        {CommandField::CallText, tr("Du&ring the call"), m_callTextLineEdit},
+        {CommandField::Items, tr("Item&s"), m_itemsEdit},
+        {CommandField::Number, tr("N&umber"), m_numberLineEdit},
+        {CommandField::Message, tr("Messa&ge"), m_messageLineEdit},
+        {CommandField::Code, tr("C&ode"), m_codeLineEdit},
+        {CommandField::Url, tr("Web addr&ess"), m_urlLineEdit},
+        {CommandField::Files, tr("Fil&es"), m_filesLineEdit},
+        {CommandField::Coding, tr("Codin&g"), m_codingComboBox},
+        {CommandField::Minimum, tr("At &least"), m_minimumSpinBox},
+        {CommandField::Maximum, tr("At m&ost"), m_maximumSpinBox},
+        {CommandField::DefaultText, tr("Defa&ult text"), m_defaultTextLineEdit},
+        {CommandField::Tone, tr("T&one"), m_toneComboBox},
+        {CommandField::Duration, tr("D&uration"), m_durationSpinBox},
+        {CommandField::Immediate, QString(), m_immediateCheckBox},
+    };
+    for (const Field &each : m_fields) {
+        each.widget->setParent(this);
+        each.widget->hide();
+        connectField(each.widget);
     }
-    connect(m_durationSpinBox, qOverload<double>(&QDoubleSpinBox::valueChanged), this, &CommandForm::build);
-    connect(m_immediateCheckBox, &QCheckBox::toggled, this, &CommandForm::build);
+}
+
+void CommandForm::connectField(QWidget *widget)
+{
+    if (auto *line = qobject_cast<QLineEdit *>(widget))
+        connect(line, &QLineEdit::textChanged, this, &CommandForm::build);
+    else if (auto *list = qobject_cast<QPlainTextEdit *>(widget))
+        connect(list, &QPlainTextEdit::textChanged, this, &CommandForm::build);
+    else if (auto *choice = qobject_cast<QComboBox *>(widget))
+        connect(choice, qOverload<int>(&QComboBox::currentIndexChanged), this, &CommandForm::build);
+    else if (auto *number = qobject_cast<QSpinBox *>(widget))
+        connect(number, qOverload<int>(&QSpinBox::valueChanged), this, &CommandForm::build);
+    else if (auto *time = qobject_cast<QDoubleSpinBox *>(widget))
+        connect(time, qOverload<double>(&QDoubleSpinBox::valueChanged), this, &CommandForm::build);
+    else if (auto *box = qobject_cast<QCheckBox *>(widget))
+        connect(box, &QCheckBox::toggled, this, &CommandForm::build);
 }
 
 QWidget *CommandForm::createQualifier()
@@ -185,15 +217,19 @@ cat::CommandType CommandForm::type() const
 void CommandForm::chooseType()
 {
     const CommandRecipe &recipe = commandRecipes()[static_cast<std::size_t>(m_typeComboBox->currentIndex())];
-    for (const auto &[field, widget] : m_fields) {
-        const bool isAsked = std::find(recipe.fields.begin(), recipe.fields.end(), field) != recipe.fields.end();
-        widget->setVisible(isAsked);
-        if (QWidget *const label = m_layout->labelForField(widget))
-            label->setVisible(isAsked);
-    }
+    showFields(recipe.fields);
+    showChoices(recipe.type);
+    const QSignalBlocker blocker(m_qualifierSpinBox);
+    m_qualifierSpinBox->setValue(recipe.qualifier);
+    showQualifier();
+    build();
+}
+
+void CommandForm::showChoices(cat::CommandType type)
+{
     qDeleteAll(m_choices->parentWidget()->findChildren<QCheckBox *>());
     m_modeComboBox->clear();
-    for (const cat::QualifierChoice &choice : cat::qualifierChoices(recipe.type)) {
+    for (const cat::QualifierChoice &choice : cat::qualifierChoices(type)) {
         if (isMode(choice)) {
             m_modeComboBox->addItem(choice.words, int(choice.value));
             continue;
@@ -204,10 +240,6 @@ void CommandForm::chooseType()
         m_choices->addWidget(box);
     }
     m_modeComboBox->setVisible(m_modeComboBox->count() > 0);
-    const QSignalBlocker blocker(m_qualifierSpinBox);
-    m_qualifierSpinBox->setValue(recipe.qualifier);
-    showQualifier();
-    build();
 }
 
 void CommandForm::showQualifier()

@@ -5,8 +5,6 @@
 
 #include <QWidget>
 
-#include <map>
-
 QT_BEGIN_NAMESPACE
 class QCheckBox;
 class QComboBox;
@@ -44,7 +42,10 @@ public slots:
 
 private:
     void createFields();
-    void addField(CommandField field, const QString &label, QWidget *widget);
+    void connectField(QWidget *widget);
+    void removeField(QWidget *widget);
+    void showFields(const std::vector<CommandField> &asked);
+    void showChoices(cat::CommandType type);
     QWidget *createQualifier();
     void chooseType();
     void showQualifier();
@@ -54,7 +55,12 @@ private:
     cat::CommandType type() const;
 
     QFormLayout *m_layout;
-    std::map<CommandField, QWidget *> m_fields;
+    struct Field {
+        CommandField field;
+        QString label;
+        QWidget *widget;
+    };
+    std::vector<Field> m_fields; ///< from top to bottom
     QComboBox *m_typeComboBox;
     QSpinBox *m_qualifierSpinBox;
     QVBoxLayout *m_choices;

@@ -47,16 +47,13 @@ struct Named {
 };
 
 const Named names[] = {
-    {"@band", "#14324a", "#0c1a26"},       {"@onBand", "#ffffff", "#f2f6fa"},
-    {"@softOnBand", "#c9dcec", "#a9c3d8"}, {"@panel", "#ffffff", "#232b33"},
-    {"@onPanel", "#1c2733", "#e6eaef"},    {"@softOnPanel", "#55616d", "#a3afba"},
-    {"@idle", "#14324a", "#f2d48a"},       {"@line", "#c3ccd5", "#3d4853"},
-    {"@action", "#1f6fb2", "#2a6da6"},     {"@actionHover", "#1a619d", "#2f78b6"},
-    {"@actionDown", "#17588f", "#225a89"}, {"@off", "#dde3e9", "#2a323a"},
-    {"@onOff", "#525c66", "#98a4b0"},      {"@focus", "#b26a00", "#f2b632"},
-    {"@button", "#e9edf2", "#2b343d"},     {"@buttonHover", "#dfe6ee", "#35404b"},
-    {"@buttonDown", "#cfd8e2", "#20272e"}, {"@field", "#ffffff", "#12171c"},
-    {"@danger", "#b3261e", "#b3261e"},     {"@window", "#f3f5f8", "#1b2127"},
+    {"@band", "#14324a", "#0c1a26"},     {"@onBand", "#ffffff", "#f2f6fa"},      {"@softOnBand", "#c9dcec", "#a9c3d8"},
+    {"@panel", "#ffffff", "#232b33"},    {"@onPanel", "#1c2733", "#e6eaef"},     {"@softOnPanel", "#55616d", "#a3afba"},
+    {"@idle", "#14324a", "#f2d48a"},     {"@edge", "#7f8994", "#76838f"},        {"@line", "#c3ccd5", "#3d4853"},
+    {"@action", "#1f6fb2", "#2a6da6"},   {"@actionHover", "#1a619d", "#2f78b6"}, {"@actionDown", "#17588f", "#225a89"},
+    {"@off", "#dde3e9", "#2a323a"},      {"@onOff", "#525c66", "#98a4b0"},       {"@focus", "#b26a00", "#f2b632"},
+    {"@button", "#e9edf2", "#2b343d"},   {"@buttonHover", "#dfe6ee", "#35404b"}, {"@buttonDown", "#cfd8e2", "#20272e"},
+    {"@field", "#ffffff", "#12171c"},    {"@danger", "#b3261e", "#b3261e"},      {"@window", "#f3f5f8", "#1b2127"},
     {"@idleBand", "#4f5d69", "#39434d"},
 };
 
@@ -75,6 +72,13 @@ const char sheet[] =
     "#simToolkitButton:focus { border-color: @focus; }"
     "#simToolkitButton:disabled { background: @off; border-color: @off; color: @onOff; }"
     "#reportLabel, #commandWordsLabel { background: @window; color: @onPanel; }"
+    // Edges that Fusion draws too faint on dark
+    "#InspectorWindow QLineEdit, #InspectorWindow QPlainTextEdit { border: 1px solid @edge; border-radius: 3px;"
+    "  padding: 1px 3px; }"
+    "#InspectorWindow QLineEdit:focus, #InspectorWindow QPlainTextEdit:focus { border-color: @focus; }"
+    "#InspectorWindow QAbstractSpinBox QLineEdit { border: none; padding: 0px; }"
+    "#InspectorWindow QCheckBox::indicator:unchecked { width: 11px; height: 11px; background: @field;"
+    "  border: 1px solid @edge; border-radius: 2px; }"
     // Frames of the core library
     "#ExtendDialog_TitleBar { background: @idleBand; }"
     "#ExtendDialog_TitleBar:active { background: @band; }"
@@ -90,7 +94,7 @@ const char sheet[] =
     "  padding: 0px 3px; selection-background-color: @action; selection-color: #ffffff; }"
     "#STKPlugin_LineEditInput:focus { border-color: @action; }"
     "@pushes { background: @button; color: @onPanel; border: 1px solid @line; border-radius: 4px; padding: 3px 8px;"
-    "  min-width: 62px; }"
+    "  min-width: 62px; outline: none; }"
     "@pushes:hover { background: @buttonHover; color: @onPanel; }"
     "@pushes:pressed { background: @buttonDown; color: @onPanel; }"
     "@pushes:default { border-color: @action; }"

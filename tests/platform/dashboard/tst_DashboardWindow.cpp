@@ -5,6 +5,7 @@
 #include "dashboard/Session.h"
 #include "dashboard/SignalBars.h"
 
+#include <QAccessible>
 #include <QComboBox>
 #include <QLabel>
 #include <QMessageBox>
@@ -293,8 +294,11 @@ void tst_DashboardWindow::longTitleIsCut()
 
 void tst_DashboardWindow::everyControlHasANameToRead()
 {
-    for (const char *name : {"signalBars", "simToolkitButton", "deviceButton", "inspectorButton", "languageComboBox"})
-        QVERIFY2(!find<QWidget>(name)->accessibleName().isEmpty(), name);
+    for (const char *name : {"signalBars", "simToolkitButton", "deviceButton", "inspectorButton", "languageComboBox",
+                             "operatorLabel", "deviceLabel", "idleLabel"}) {
+        QAccessibleInterface *const control = QAccessible::queryAccessibleInterface(find<QWidget>(name));
+        QVERIFY2(control && !control->text(QAccessible::Name).isEmpty(), name);
+    }
 }
 
 void tst_DashboardWindow::openDialogsAreClosed()

@@ -3,6 +3,7 @@
 #include "dashboard/CardPanel.h"
 #include "dashboard/Session.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QCheckBox>
 #include <QClipboard>
@@ -13,9 +14,12 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QSpinBox>
+#include <QTabBar>
+#include <QTabWidget>
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
@@ -25,6 +29,22 @@
 #include <memory>
 
 using namespace dashboard;
+
+namespace
+{
+
+/// What a user works with; the parts that such a control is made of are none.
+bool isControl(const QWidget *widget)
+{
+    const bool isOne = qobject_cast<const QAbstractButton *>(widget) || qobject_cast<const QComboBox *>(widget) ||
+                       qobject_cast<const QAbstractSpinBox *>(widget) || qobject_cast<const QLineEdit *>(widget) ||
+                       qobject_cast<const QPlainTextEdit *>(widget) || qobject_cast<const QTableView *>(widget) ||
+                       qobject_cast<const QTreeWidget *>(widget);
+    return isOne && (widget->focusPolicy() & Qt::TabFocus) &&
+           !qobject_cast<const QAbstractSpinBox *>(widget->parentWidget());
+}
+
+} // namespace
 
 class tst_InspectorWindow : public QObject
 {
@@ -57,6 +77,8 @@ private slots:
     void faultsAreTold();
     void threadAndLimitAreSet();
     void looksAreAskedFor();
+    void everyControlHasAnAccessibleName();
+    void tabReachesEveryControl();
 
 private:
     bool attach();
@@ -456,6 +478,40 @@ void tst_InspectorWindow::looksAreAskedFor()
     QTest::keyClick(styles, Qt::Key_Down);
     QCOMPARE(style.count(), 1);
     QCOMPARE(style.at(0).at(0).toBool(), true);
+}
+
+/// As screen readers get it: through the accessibility interfaces.
+void tst_InspectorWindow::everyControlHasAnAccessibleName()
+{
+    int controls = 0;
+    for (QWidget *widget : m_window->findChildren<QWidget *>()) {
+        if (!isControl(widget))
+            continue;
+        QAccessibleInterface *const control = QAccessible::queryAccessibleInterface(widget);
+        QVERIFY(control);
+        QVERIFY2(!control->text(QAccessible::Name).isEmpty(),
+                 qPrintable(widget->objectName() + ' ' + widget->metaObject()->className()));
+        ++controls;
+    }
+    QVERIFY2(controls > 30, qPrintable(QString::number(controls)));
+}
+
+void tst_InspectorWindow::tabReachesEveryControl()
+{
+    auto *tabs = find<QTabWidget>("toolsTabs");
+    for (int tab = 0; tab < tabs->count(); ++tab) {
+        tabs->setCurrentIndex(tab);
+        find<QTableView>("sessionTable")->setFocus();
+        QSet<QWidget *> reached;
+        for (int i = 0; i < 60; ++i) {
+            QTest::keyClick(m_window->windowHandle(), Qt::Key_Tab);
+            reached << QApplication::focusWidget();
+        }
+        for (QWidget *widget : m_window->findChildren<QWidget *>()) {
+            if (isControl(widget) && widget->isVisible() && widget->isEnabled())
+                QVERIFY2(reached.contains(widget), qPrintable(widget->objectName()));
+        }
+    }
 }
 
 QTEST_MAIN(tst_InspectorWindow)
