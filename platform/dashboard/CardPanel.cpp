@@ -47,7 +47,7 @@ QWidget *CardPanel::createCard()
     auto *group = new QGroupBox(tr("Card"), this);
     m_profileLineEdit = named(new QLineEdit(m_session.profileFile()), "profileLineEdit", tr("Profile of the card"));
     m_profileLineEdit->setReadOnly(true);
-    m_profileButton = named(new QPushButton(tr("Choose &profile\u2026")), "profileButton", tr("Choose a card profile"));
+    m_profileButton = named(new QPushButton(tr("Choose &profile")), "profileButton", tr("Choose a card profile"));
     m_insertButton = named(new QPushButton, "insertButton", tr("Insert or remove the card"));
     m_hangCheckBox = named(new QCheckBox(tr("Card &hangs")), "hangCheckBox", tr("The card answers nothing"));
     m_failButton = named(new QPushButton(tr("Fail next library &call")), "failButton",

@@ -164,7 +164,7 @@ QWidget *InspectorWindow::createTable()
     m_table->verticalHeader()->setDefaultSectionSize(m_table->fontMetrics().height() + 6);
     QHeaderView *const header = m_table->horizontalHeader();
     header->setHighlightSections(false);
-    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    header->setDefaultAlignment(Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter);
     header->setStretchLastSection(true);
     const QFontMetrics metrics = m_table->fontMetrics();
     m_table->setColumnWidth(SessionModel::TimeColumn, metrics.horizontalAdvance("00:00:00.000") + 24);
@@ -178,6 +178,7 @@ QWidget *InspectorWindow::createDetails()
     auto *details = new QWidget(this);
     m_details = named(new QTreeWidget(details), "detailsTree", tr("What the bytes say"));
     m_details->setHeaderLabels({tr("Tag"), tr("Name"), tr("Length"), tr("Value")});
+    m_details->header()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter);
     m_details->setUniformRowHeights(true);
     m_details->setAlternatingRowColors(true);
     m_details->setColumnWidth(0, 130);
@@ -199,7 +200,7 @@ QWidget *InspectorWindow::createButtons()
 {
     auto *row = new QWidget(this);
     m_copyButton = named(new QPushButton(tr("&Copy as hex"), row), "copyButton", tr("Copy the chosen lines as hex"));
-    m_saveButton = named(new QPushButton(tr("Sa&ve\u2026"), row), "saveButton", tr("Save the session"));
+    m_saveButton = named(new QPushButton(tr("Sa&ve"), row), "saveButton", tr("Save the session"));
     m_clearButton = named(new QPushButton(tr("C&lear"), row), "clearButton", tr("Clear the table"));
     auto *layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
