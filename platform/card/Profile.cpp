@@ -23,6 +23,7 @@ private:
     void readMainMenu(const YAML::Node &value, Profile *profile);
     void readAtStart(const YAML::Node &value, Profile *profile);
     void readNetwork(const YAML::Node &value, Profile *profile);
+    void readOperator(const YAML::Node &value, Profile *profile);
 
     ProfileSource m_source;
     MenuReader m_menus{m_source};
@@ -48,13 +49,17 @@ void ProfileReader::readNetwork(const YAML::Node &value, Profile *profile)
     profile->network = m_source.truth(value);
 }
 
+void ProfileReader::readOperator(const YAML::Node &value, Profile *profile)
+{
+    profile->operatorName = m_source.scalar(value, "the name of the network's operator");
+}
+
 Profile ProfileReader::read()
 {
     static constexpr Key<ProfileReader, Profile> keys[] = {
-        {"name", &ProfileReader::readName, true},
-        {"menu", &ProfileReader::readMainMenu, false},
-        {"at-start", &ProfileReader::readAtStart, false},
-        {"network", &ProfileReader::readNetwork, false},
+        {"name", &ProfileReader::readName, true},          {"menu", &ProfileReader::readMainMenu, false},
+        {"at-start", &ProfileReader::readAtStart, false},  {"network", &ProfileReader::readNetwork, false},
+        {"operator", &ProfileReader::readOperator, false},
     };
     Profile profile;
     try {

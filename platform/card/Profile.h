@@ -72,6 +72,7 @@ struct Menu {
 /// A card, as a YAML file describes it.
 struct Profile {
     std::string name;          ///< for people
+    std::string operatorName;  ///< of the network, for people; empty: the card does not say
     Menu mainMenu;             ///< no entries: a card without a toolkit menu
     std::vector<Step> atStart; ///< carried out when the main menu has been set up
     bool network = true;       ///< whether short messages, SS and USSD find a network

@@ -1,8 +1,10 @@
 #include "card/VirtualCard.h"
 
 #include "card/CardSession.h"
+#include "card/MenuCommand.h"
 
 #include <algorithm>
+#include <deque>
 #include <iterator>
 
 namespace card
@@ -77,6 +79,7 @@ struct VirtualCard::Session {
         cat::Bytes bytes;
         cat::CommandDetails details;
         bool fetched = false;
+        bool isRaised = false; ///< from outside, and none of the session's
     };
 
     /// An instruction: which body it takes and what it does.
@@ -102,11 +105,13 @@ struct VirtualCard::Session {
     CardAnswer status(const Body &body);
 
     CardAnswer carryOut(const NextMove &move);
+    bool raiseNext();
 
     const Profile profile;
     CardSession session{profile};
     bool profileReceived = false;
     std::optional<Proactive> proactive;
+    std::deque<cat::Bytes> raised; ///< what waits to be asked
 };
 
 const VirtualCard::Session::Instruction VirtualCard::Session::instructions[] = {
@@ -119,6 +124,7 @@ void VirtualCard::Session::reset()
 {
     profileReceived = false;
     proactive.reset();
+    raised.clear();
     session.reset();
 }
 
@@ -167,7 +173,7 @@ CardAnswer VirtualCard::Session::terminalResponse(const Body &body)
     if (!response || response->details.number != proactive->details.number ||
         response->details.type != proactive->details.type)
         return answer(IncorrectData);
-    return carryOut(session.answered(*response));
+    return carryOut(proactive->isRaised ? NextMove() : session.answered(*response));
 }
 
 CardAnswer VirtualCard::Session::envelope(const Body &body)
@@ -182,6 +188,8 @@ CardAnswer VirtualCard::Session::envelope(const Body &body)
 
 CardAnswer VirtualCard::Session::status(const Body &)
 {
+    if (!proactive && profileReceived)
+        raiseNext();
     if (!proactive || proactive->fetched)
         return answer(Done);
     return answer(ProactivePending | static_cast<std::uint8_t>(proactive->bytes.size()));
@@ -195,10 +203,23 @@ CardAnswer VirtualCard::Session::carryOut(const NextMove &move)
     proactive.reset();
     unsigned int word = move.kind == NextMove::Kind::Fault ? NoDiagnosis : Done;
     if (move.kind == NextMove::Kind::Command) {
-        proactive = Proactive{move.bytes, move.details, false};
+        proactive = Proactive{move.bytes, move.details};
         word = ProactivePending | static_cast<std::uint8_t>(move.bytes.size());
+    } else if (move.kind == NextMove::Kind::Rest && raiseNext()) {
+        word = ProactivePending | static_cast<std::uint8_t>(proactive->bytes.size());
     }
     return {withStatus({}, word), move.delay};
+}
+
+/// False: nothing waits.
+bool VirtualCard::Session::raiseNext()
+{
+    if (raised.empty())
+        return false;
+    const cat::CommandDetails details = cat::decodeCommand(raised.front()).command.details;
+    proactive = Proactive{std::move(raised.front()), details, false, true};
+    raised.pop_front();
+    return true;
 }
 
 VirtualCard::VirtualCard(Profile profile) : m_session(std::make_unique<Session>(std::move(profile))) {}
@@ -213,6 +234,14 @@ void VirtualCard::reset()
 bool VirtualCard::hasNetwork() const
 {
     return m_session->profile.network;
+}
+
+bool VirtualCard::raise(const cat::Bytes &command)
+{
+    if (command.size() > longestCommand || !cat::decodeCommand(command).detailsKnown)
+        return false;
+    m_session->raised.push_back(command);
+    return true;
 }
 
 CardAnswer VirtualCard::transmit(cat::ByteView apdu)

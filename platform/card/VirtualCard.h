@@ -33,6 +33,11 @@ public:
     /// Whether the card's short messages, SS and USSD find a network, as its profile says.
     bool hasNetwork() const;
 
+    /// Has the card ask `command` when nothing else is open: STATUS, or the end of the session, then announces it. Any
+    /// number may wait; power off and a new TERMINAL PROFILE forget them. False, and nothing waits: it has no readable
+    /// command details, or does not fit into FETCH.
+    bool raise(const cat::Bytes &command);
+
     /// Any bytes are allowed; a malformed APDU gets an error status word.
     CardAnswer transmit(cat::ByteView apdu);
 

@@ -8,6 +8,7 @@
 #include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
+#include <QStyle>
 #include <QVBoxLayout>
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
@@ -96,6 +97,7 @@ private:
     void removeContent();
     void frameEvent(QEvent *event);
     bool contentEvent(QEvent *event);
+    void applySheet();
     void giveFocus();
     void borrowKeyboard();
     void returnKeyboard();
@@ -169,6 +171,7 @@ void ExtendDialogPrivate::frameEvent(QEvent *event)
     switch (event->type()) {
     case QEvent::Show:
         if (!event->spontaneous()) {
+            applySheet();
             borrowKeyboard();
             q->setAttribute(Qt::WA_KeyboardFocusChange); // the focus ring shows from the start
             giveFocus();
@@ -258,6 +261,17 @@ QPushButton *ExtendDialogPrivate::messageDefault() const
 {
     QMessageBox *box = qobject_cast<QMessageBox *>(content);
     return box && !box->isWindow() ? box->defaultButton() : 0;
+}
+
+/// A style sheet looks at a widget's object name only once, and content may have got its names since.
+void ExtendDialogPrivate::applySheet()
+{
+    foreach (QWidget *widget, q->findChildren<QWidget *>()) {
+        if (widget->style()->inherits("QStyleSheetStyle")) {
+            widget->style()->polish(widget);
+            widget->updateGeometry();
+        }
+    }
 }
 
 /// Gives the focus to the first field for text, else to the first widget that takes it, when nobody has asked for it.

@@ -1,25 +1,20 @@
 #include "dashboard/DashboardWindow.h"
 
 #include "core/CoreControl.h"
+#include "dashboard/Languages.h"
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
-
-#include <QtCore/QLocale>
-#include <QtCore/QTime>
+#include "dashboard/SignalBars.h"
+#include "dashboard/Widgets.h"
 
 #include <QComboBox>
 #include <QDialog>
 #include <QEvent>
 #include <QHBoxLayout>
-#include <QHeaderView>
 #include <QLabel>
-#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
-#include <QTreeWidget>
 #include <QVBoxLayout>
-
-#include <algorithm>
 
 namespace dashboard
 {
@@ -27,69 +22,7 @@ namespace dashboard
 namespace
 {
 
-const int logLimit = 2000; // entries
-const int bytesRole = Qt::UserRole;
-
-// Sheets stand at the widgets they are for: one at the window would also reach the plug-in's windows, its children.
-const char headerSheet[] = "#headerFrame { background: #14324a; }"
-                           "#titleLabel { color: white; font-size: 20px; font-weight: bold; }"
-                           "#deviceLabel { color: #c9dcec; font-size: 13px; }"
-                           "#idleCaptionLabel { color: #c9dcec; font-size: 13px; }"
-                           "#idleLabel { color: #f2d48a; font-size: 17px; }";
-const char toolkitSheet[] = "QPushButton { background: #1f6fb2; color: white; border: 2px solid #1f6fb2;"
-                            "  border-radius: 6px; font-size: 17px; font-weight: bold; padding: 18px 12px;"
-                            "  outline: none; }"
-                            "QPushButton:hover { background: #2a80c7; }"
-                            "QPushButton:pressed { background: #17588f; }"
-                            "QPushButton:focus { border-color: #f2b632; }"
-                            "QPushButton:disabled { background: #c3ccd5; border-color: #c3ccd5; color: #f3f5f8; }";
-
-template <typename Widget>
-Widget *named(Widget *widget, const char *objectName, const QString &accessibleName)
-{
-    widget->setObjectName(objectName);
-    widget->setAccessibleName(accessibleName);
-    return widget;
-}
-
-QLabel *plainLabel(QWidget *parent)
-{
-    auto *label = new QLabel(parent);
-    label->setTextFormat(Qt::PlainText);
-    return label;
-}
-
-struct LanguageName {
-    const char *code;
-    const char *name;
-};
-
-/// A locale's own name for English or Spanish is that of one country's.
-const LanguageName languageNames[] = {
-    {"en", "English"}, {"de", "Deutsch"},  {"fr", "Français"}, {"es", "Español"},
-    {"ru", "Русский"}, {"zh", "简体中文"}, {"ar", "العربية"},
-};
-
-/// A language's name in that language, with its first letter as at the head of a line.
-QString languageName(const QString &code)
-{
-    for (const LanguageName &language : languageNames) {
-        if (code == language.code)
-            return language.name;
-    }
-    const QString name = QLocale(code).nativeLanguageName();
-    return name.isEmpty() ? code : name.left(1).toUpper() + name.mid(1);
-}
-
-/// With marks behind the quoted texts of a card: what follows Arabic would otherwise be drawn on its wrong side.
-QString readable(QString text)
-{
-    const QChar leftToRightMark(0x200e);
-    const bool isMixed = std::any_of(text.cbegin(), text.cend(), [](QChar character) {
-        return character.direction() == QChar::DirR || character.direction() == QChar::DirAL;
-    });
-    return isMixed ? text.replace('"', QString('"') + leftToRightMark) : text;
-}
+const int titleWidth = 360; // of a menu's title on the button; a longer one is cut
 
 } // namespace
 
@@ -97,13 +30,14 @@ DashboardWindow::DashboardWindow(PluginHost &plugin, Session &session) : m_plugi
 {
     setObjectName("DashboardWindow");
     setWindowTitle(tr("Dashboard"));
-    resize(900, 560);
+    resize(760, 520);
 
-    auto *body = new QHBoxLayout;
+    auto *body = new QVBoxLayout;
     body->setContentsMargins(20, 20, 20, 20);
-    body->setSpacing(20);
+    body->setSpacing(16);
+    body->addWidget(createIdleScreen(), 1);
+    body->addWidget(createToolkitButton(), 0, Qt::AlignHCenter);
     body->addWidget(createControls());
-    body->addWidget(createLog(), 1);
 
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
@@ -121,129 +55,95 @@ QWidget *DashboardWindow::createHeader()
 {
     auto *header = new QFrame(this);
     header->setObjectName("headerFrame");
-    header->setStyleSheet(headerSheet);
-    m_titleLabel = named(plainLabel(header), "titleLabel", tr("Menu of the SIM card"));
+    m_signalBars = new SignalBars(header);
+    m_signalBars->setObjectName("signalBars");
+    m_operatorLabel = named(plainLabel(header), "operatorLabel", tr("Operator"));
+    m_operatorLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    alignOperator();
     m_deviceLabel = named(plainLabel(header), "deviceLabel", tr("State of the device"));
 
-    auto *device = new QVBoxLayout;
-    device->setSpacing(4);
-    device->addWidget(m_titleLabel, 0, Qt::AlignLeft); // which is the right in a mirrored window
-    device->addWidget(m_deviceLabel, 0, Qt::AlignLeft);
     auto *layout = new QHBoxLayout(header);
-    layout->setContentsMargins(20, 14, 20, 14);
-    layout->setSpacing(20);
-    layout->addLayout(device);
-    layout->addWidget(createIdleScreen(), 1);
+    layout->setContentsMargins(20, 16, 20, 16);
+    layout->setSpacing(14);
+    layout->addWidget(m_signalBars);
+    layout->addWidget(m_operatorLabel, 1);
+    layout->addWidget(m_deviceLabel);
     return header;
 }
 
-QWidget *DashboardWindow::createIdleScreen()
+/// Beside the bars. A label would go by the direction of its text.
+void DashboardWindow::alignOperator()
 {
-    auto *screen = new QWidget(this);
-    m_idleCaption = named(plainLabel(screen), "idleCaptionLabel", tr("Idle screen"));
-    m_idleCaption->setText(tr("On the idle screen"));
-    m_idleLabel = named(plainLabel(screen), "idleLabel", tr("The card's text for the idle screen"));
-    m_idleLabel->setWordWrap(true);
-    alignIdleScreen();
-
-    auto *layout = new QVBoxLayout(screen);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(4);
-    layout->addWidget(m_idleCaption);
-    layout->addWidget(m_idleLabel);
-    return screen;
-}
-
-/// To the far side of the header. A label would go by the direction of its text.
-void DashboardWindow::alignIdleScreen()
-{
-    const Qt::Alignment side = layoutDirection() == Qt::RightToLeft ? Qt::AlignLeft : Qt::AlignRight;
-    for (QLabel *label : {m_idleCaption, m_idleLabel})
-        label->setAlignment(side | Qt::AlignAbsolute | Qt::AlignVCenter);
+    const Qt::Alignment side = layoutDirection() == Qt::RightToLeft ? Qt::AlignRight : Qt::AlignLeft;
+    m_operatorLabel->setAlignment(side | Qt::AlignAbsolute | Qt::AlignVCenter);
 }
 
 void DashboardWindow::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::LayoutDirectionChange && m_idleLabel)
-        alignIdleScreen();
+    if (event->type() == QEvent::LayoutDirectionChange && m_operatorLabel)
+        alignOperator();
+}
+
+QWidget *DashboardWindow::createIdleScreen()
+{
+    auto *screen = new QFrame(this);
+    screen->setObjectName("idleFrame");
+    m_idleCaption = named(plainLabel(screen), "idleCaptionLabel", tr("Idle screen"));
+    m_idleCaption->setAlignment(Qt::AlignCenter);
+    m_idleLabel = named(plainLabel(screen), "idleLabel", tr("The card's text for the idle screen"));
+    m_idleLabel->setAlignment(Qt::AlignCenter);
+    m_idleLabel->setWordWrap(true);
+
+    auto *layout = new QVBoxLayout(screen);
+    layout->setSpacing(8);
+    layout->addStretch(1);
+    layout->addWidget(m_idleLabel);
+    layout->addWidget(m_idleCaption);
+    layout->addStretch(1);
+    return screen;
+}
+
+QWidget *DashboardWindow::createToolkitButton()
+{
+    m_toolkitButton = named(new QPushButton(this), "simToolkitButton", tr("SIM Toolkit"));
+    m_toolkitButton->setMinimumWidth(titleWidth);
+    return m_toolkitButton;
 }
 
 QWidget *DashboardWindow::createControls()
 {
     auto *controls = new QWidget(this);
-    controls->setFixedWidth(220);
-    m_toolkitButton = named(new QPushButton(tr("&SIM Toolkit"), controls), "simToolkitButton", tr("SIM Toolkit"));
-    m_toolkitButton->setStyleSheet(toolkitSheet);
     m_deviceButton = named(new QPushButton(controls), "deviceButton", tr("Attach or detach the device"));
-    m_deviceButton->setMinimumHeight(34);
     m_deviceButton->setToolTip(tr("F9 does it in every window"));
+    m_inspectorButton = named(new QPushButton(tr("&Inspector"), controls), "inspectorButton", tr("Open the inspector"));
+    m_inspectorButton->setToolTip(tr("F12 does it in every window"));
+    m_languageComboBox = named(new QComboBox(controls), "languageComboBox", tr("Language"));
+    m_languageComboBox->setToolTip(tr("F8 takes the next one in every window"));
+    fillLanguages(m_languageComboBox);
+    for (QWidget *control : {static_cast<QWidget *>(m_deviceButton), static_cast<QWidget *>(m_inspectorButton),
+                             static_cast<QWidget *>(m_languageComboBox)})
+        control->setMinimumSize(130, 34);
 
-    auto *layout = new QVBoxLayout(controls);
+    auto *layout = new QHBoxLayout(controls);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(12);
-    layout->addWidget(m_toolkitButton);
     layout->addWidget(m_deviceButton);
+    layout->addWidget(m_inspectorButton);
     layout->addStretch(1);
-    layout->addWidget(createLanguageChooser());
+    layout->addWidget(labelFor(m_languageComboBox, tr("&Language")));
+    layout->addWidget(m_languageComboBox);
     return controls;
-}
-
-QWidget *DashboardWindow::createLanguageChooser()
-{
-    auto *chooser = new QWidget(this);
-    m_languageComboBox = named(new QComboBox(chooser), "languageComboBox", tr("Language"));
-    m_languageComboBox->setMinimumHeight(28);
-    m_languageComboBox->setToolTip(tr("F8 takes the next one in every window"));
-    for (const QString &code : core::languages())
-        m_languageComboBox->addItem(languageName(code), code);
-    m_languageComboBox->setCurrentIndex(m_languageComboBox->findData(core::language()));
-
-    auto *label = new QLabel(tr("&Language"), chooser);
-    label->setBuddy(m_languageComboBox);
-    auto *layout = new QHBoxLayout(chooser);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(label);
-    layout->addWidget(m_languageComboBox, 1);
-    return chooser;
-}
-
-QWidget *DashboardWindow::createLog()
-{
-    auto *log = new QWidget(this);
-    log->setLayoutDirection(Qt::LeftToRight); // times, English words and bytes, in every language
-    m_sessionTree = named(new QTreeWidget(log), "sessionTree", tr("What card and user say"));
-    m_sessionTree->setHeaderLabels({tr("Time"), tr("Who"), tr("What")});
-    m_sessionTree->setRootIsDecorated(false);
-    m_sessionTree->setUniformRowHeights(true);
-    m_sessionTree->setAlternatingRowColors(true);
-    m_sessionTree->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    m_sessionTree->header()->setSectionsMovable(false);
-    m_sessionTree->header()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter);
-    m_sessionTree->header()->setMinimumSectionSize(80);
-    m_sessionTree->header()->setSectionResizeMode(QHeaderView::ResizeToContents);
-
-    m_bytesLineEdit = named(new QLineEdit(log), "bytesLineEdit", tr("Bytes of the chosen line"));
-    m_bytesLineEdit->setReadOnly(true);
-    m_bytesLineEdit->setPlaceholderText(tr("Choose a line to see its bytes"));
-
-    auto *label = new QLabel(tr("S&ession"), log);
-    label->setBuddy(m_sessionTree);
-    auto *layout = new QVBoxLayout(log);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(label);
-    layout->addWidget(m_sessionTree, 1);
-    layout->addWidget(m_bytesLineEdit);
-    return log;
 }
 
 void DashboardWindow::connectAll()
 {
     connect(m_toolkitButton, &QPushButton::clicked, this, &DashboardWindow::openToolkit);
     connect(m_deviceButton, &QPushButton::clicked, this, &DashboardWindow::toggleDevice);
-    connect(m_languageComboBox, qOverload<int>(&QComboBox::activated), this, &DashboardWindow::changeLanguage);
-    connect(m_sessionTree, &QTreeWidget::currentItemChanged, this, &DashboardWindow::showBytes);
-    connect(&m_session, &Session::entryAdded, this, &DashboardWindow::addEntry);
+    connect(m_inspectorButton, &QPushButton::clicked, this, &DashboardWindow::inspectorAsked);
+    connect(m_languageComboBox, qOverload<int>(&QComboBox::activated), this,
+            [this] { setLanguage(m_languageComboBox->currentData().toString()); });
+    connect(&m_session, &Session::entryAdded, this, &DashboardWindow::showDeviceState);
     connect(&m_session, &Session::attachedChanged, this, &DashboardWindow::showDeviceState);
     connect(&m_session, &Session::idleTextChanged, this, &DashboardWindow::showIdleText);
 }
@@ -288,55 +188,51 @@ void DashboardWindow::attachDevice()
 
 void DashboardWindow::nextLanguage()
 {
-    m_languageComboBox->setCurrentIndex((m_languageComboBox->currentIndex() + 1) % m_languageComboBox->count());
-    changeLanguage();
+    const int next = (m_languageComboBox->currentIndex() + 1) % m_languageComboBox->count();
+    setLanguage(m_languageComboBox->itemData(next).toString());
 }
 
-void DashboardWindow::changeLanguage()
+void DashboardWindow::setLanguage(const QString &code)
 {
-    const QString code = m_languageComboBox->currentData().toString();
     if (code == core::language() || !core::setLanguage(code))
         return;
+    m_languageComboBox->setCurrentIndex(m_languageComboBox->findData(code));
     m_session.addHostEntry("speaks " + m_languageComboBox->currentText());
     m_plugin.changeLanguage(code);
-}
-
-void DashboardWindow::addEntry(const SessionEntry &entry)
-{
-    auto *item =
-        new QTreeWidgetItem({QTime::currentTime().toString("hh:mm:ss"), entry.direction, readable(entry.text)});
-    item->setData(0, bytesRole, entry.bytes);
-    m_sessionTree->addTopLevelItem(item);
-    if (m_sessionTree->topLevelItemCount() > logLimit)
-        delete m_sessionTree->takeTopLevelItem(0);
-    m_sessionTree->scrollToBottom();
-    showDeviceState();
+    emit languageChanged(code);
 }
 
 void DashboardWindow::showIdleText(const QString &text)
 {
     m_idleLabel->setText(text);
-    m_idleCaption->setVisible(!text.isEmpty());
-}
-
-void DashboardWindow::showBytes()
-{
-    const QTreeWidgetItem *item = m_sessionTree->currentItem();
-    m_bytesLineEdit->setText(item ? item->data(0, bytesRole).toString() : QString());
-    m_bytesLineEdit->setCursorPosition(0);
+    m_idleLabel->setVisible(!text.isEmpty());
+    m_idleCaption->setText(text.isEmpty() ? tr("The card shows no text on the idle screen") : tr("On the idle screen"));
 }
 
 void DashboardWindow::showDeviceState()
 {
     const bool attached = m_session.isAttached();
-    const QString title = m_session.menuTitle();
+    const QString name = m_session.operatorName();
     if (!attached)
-        m_titleLabel->setText(tr("No device"));
+        m_operatorLabel->setText(tr("No device"));
+    else if (!m_session.hasNetwork())
+        m_operatorLabel->setText(tr("No network"));
     else
-        m_titleLabel->setText(title.isEmpty() ? tr("No menu") : title);
+        m_operatorLabel->setText(name.isEmpty() ? tr("Network") : name);
+    m_signalBars->setStrength(m_session.hasNetwork() ? SignalBars::most : 0);
     m_deviceLabel->setText(attached ? tr("\u25cf Device attached") : tr("\u25cb Device detached"));
     m_deviceButton->setText(attached ? tr("&Detach device") : tr("&Attach device"));
     m_toolkitButton->setEnabled(attached);
+    showMenuTitle(m_session.menuTitle());
+}
+
+/// Below the words that never change; an ampersand of the card's is no mnemonic.
+void DashboardWindow::showMenuTitle(const QString &title)
+{
+    QString shown = m_toolkitButton->fontMetrics().elidedText(title, Qt::ElideRight, titleWidth);
+    shown.replace('&', "&&");
+    m_toolkitButton->setText(shown.isEmpty() ? tr("&SIM Toolkit") : tr("&SIM Toolkit") + '\n' + shown);
+    m_toolkitButton->setAccessibleDescription(title);
 }
 
 } // namespace dashboard

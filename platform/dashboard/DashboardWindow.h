@@ -6,9 +6,7 @@
 QT_BEGIN_NAMESPACE
 class QComboBox;
 class QLabel;
-class QLineEdit;
 class QPushButton;
-class QTreeWidget;
 QT_END_NAMESPACE
 
 namespace dashboard
@@ -16,9 +14,10 @@ namespace dashboard
 
 class PluginHost;
 class Session;
-struct SessionEntry;
+class SignalBars;
 
-/// The operator's window: device and menu, the button of the SIM Toolkit, language, and what is said in the session.
+/// The operator's window: signal and operator, the card's text for the idle screen, the button of the SIM Toolkit with
+/// the title of the card's menu, device and language.
 /// The widgets' object names end in their kind.
 class DashboardWindow : public QWidget
 {
@@ -38,38 +37,41 @@ public slots:
     void toggleDevice();
     /// Goes on to the next language of the chooser, behind the last one to the first.
     void nextLanguage();
+    /// Speaks the language from now on, and has the plug-in do so.
+    void setLanguage(const QString &code);
+
+signals:
+    void inspectorAsked();
+    void languageChanged(const QString &code);
 
 protected:
     void changeEvent(QEvent *event) override;
 
 private slots:
     void openToolkit();
-    void changeLanguage();
-    void addEntry(const dashboard::SessionEntry &entry);
     void showDeviceState();
     void showIdleText(const QString &text);
-    void showBytes();
 
 private:
     QWidget *createHeader();
-    QWidget *createControls();
-    QWidget *createLanguageChooser();
-    QWidget *createLog();
     QWidget *createIdleScreen();
-    void alignIdleScreen();
+    QWidget *createToolkitButton();
+    QWidget *createControls();
+    void alignOperator();
     void connectAll();
+    void showMenuTitle(const QString &title);
 
     PluginHost &m_plugin;
     Session &m_session;
-    QLabel *m_titleLabel = nullptr;
+    SignalBars *m_signalBars = nullptr;
+    QLabel *m_operatorLabel = nullptr;
     QLabel *m_deviceLabel = nullptr;
     QLabel *m_idleCaption = nullptr;
     QLabel *m_idleLabel = nullptr;
     QPushButton *m_toolkitButton = nullptr;
     QPushButton *m_deviceButton = nullptr;
+    QPushButton *m_inspectorButton = nullptr;
     QComboBox *m_languageComboBox = nullptr;
-    QTreeWidget *m_sessionTree = nullptr;
-    QLineEdit *m_bytesLineEdit = nullptr;
 };
 
 } // namespace dashboard

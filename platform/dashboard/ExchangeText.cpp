@@ -1,7 +1,10 @@
 #include "dashboard/ExchangeText.h"
 
+#include "dashboard/ApduText.h"
+
 #include <QtCore/QByteArray>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -11,22 +14,15 @@ namespace dashboard
 namespace
 {
 
-const std::array<std::pair<sdk::Exchange::Kind, const char *>, 5> directions{{
-    {sdk::Exchange::Kind::Command, "card asks"},
-    {sdk::Exchange::Kind::Response, "answer"},
-    {sdk::Exchange::Kind::Envelope, "user picks"},
-    {sdk::Exchange::Kind::Device, "device"},
-    {sdk::Exchange::Kind::Note, "note"},
+const std::array<std::pair<EntryKind, const char *>, 7> directions{{
+    {EntryKind::Command, "card asks"},
+    {EntryKind::Response, "answer"},
+    {EntryKind::Envelope, "user picks"},
+    {EntryKind::Device, "device"},
+    {EntryKind::Note, "note"},
+    {EntryKind::Host, "host"},
+    {EntryKind::Apdu, "APDU"},
 }};
-
-QString directionOf(sdk::Exchange::Kind kind)
-{
-    for (const auto &entry : directions) {
-        if (entry.first == kind)
-            return entry.second;
-    }
-    return QString("kind %1").arg(static_cast<int>(kind));
-}
 
 /// Texts of a card may hold line ends and worse; a log entry is one line of printable characters.
 QString oneLine(const QString &text)
@@ -46,17 +42,44 @@ QString oneLine(const QString &text)
     return line;
 }
 
+} // namespace
+
+QString directionOf(EntryKind kind)
+{
+    for (const auto &entry : directions) {
+        if (entry.first == kind)
+            return entry.second;
+    }
+    return QString("kind %1").arg(static_cast<int>(kind));
+}
+
 QString spacedHex(const cat::Bytes &bytes)
 {
     const QByteArray raw(reinterpret_cast<const char *>(bytes.data()), static_cast<int>(bytes.size()));
     return QString::fromLatin1(raw.toHex(' ').toUpper());
 }
 
-} // namespace
+QString bytesOf(const SessionEntry &entry)
+{
+    const QString bytes = spacedHex(entry.bytes);
+    return entry.answer.empty() ? bytes : bytes + QString::fromUtf8(" \u2192 ") + spacedHex(entry.answer);
+}
 
 SessionEntry describe(const sdk::Exchange &exchange)
 {
-    return {directionOf(exchange.kind), oneLine(QString::fromStdString(exchange.text)), spacedHex(exchange.bytes)};
+    return {static_cast<EntryKind>(exchange.kind),
+            QDateTime::currentDateTime(),
+            oneLine(QString::fromStdString(exchange.text)),
+            exchange.bytes,
+            {}};
+}
+
+SessionEntry describe(const sdk::ApduExchange &exchange)
+{
+    using namespace std::chrono;
+    const auto sinceEpoch = duration_cast<milliseconds>(exchange.time.time_since_epoch()).count();
+    return {EntryKind::Apdu, QDateTime::fromMSecsSinceEpoch(sinceEpoch), apduWords(exchange.command, exchange.answer),
+            exchange.command, exchange.answer};
 }
 
 std::optional<QString> idleTextOf(const sdk::Exchange &exchange)
@@ -72,13 +95,23 @@ std::optional<QString> idleTextOf(const sdk::Exchange &exchange)
 
 SessionEntry hostEntry(const QString &text)
 {
-    return {"host", oneLine(text), QString()};
+    return {EntryKind::Host, QDateTime::currentDateTime(), oneLine(text), {}, {}};
 }
 
 QString toLine(const SessionEntry &entry)
 {
-    const QString line = entry.direction + ": " + entry.text;
-    return entry.bytes.isEmpty() ? line : line + " | " + entry.bytes;
+    const QString line = directionOf(entry.kind) + ": " + entry.text;
+    return entry.bytes.empty() ? line : line + " | " + bytesOf(entry);
+}
+
+/// With marks behind the quoted texts of a card: what follows Arabic would otherwise be drawn on its wrong side.
+QString readable(QString text)
+{
+    const QChar leftToRightMark(0x200e);
+    const bool isMixed = std::any_of(text.cbegin(), text.cend(), [](QChar character) {
+        return character.direction() == QChar::DirR || character.direction() == QChar::DirAL;
+    });
+    return isMixed ? text.replace('"', QString('"') + leftToRightMark) : text;
 }
 
 } // namespace dashboard

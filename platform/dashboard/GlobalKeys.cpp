@@ -17,6 +17,7 @@ struct Row {
 const Row rows[] = {
     {Qt::Key_F8, &GlobalKeys::languageAsked},
     {Qt::Key_F9, &GlobalKeys::deviceAsked},
+    {Qt::Key_F12, &GlobalKeys::inspectorAsked},
 };
 
 } // namespace

@@ -19,8 +19,9 @@ public:
     bool eventFilter(QObject *object, QEvent *event) override;
 
 signals:
-    void languageAsked(); ///< F8
-    void deviceAsked();   ///< F9
+    void languageAsked();  ///< F8
+    void deviceAsked();    ///< F9
+    void inspectorAsked(); ///< F12
 };
 
 } // namespace dashboard

@@ -9,7 +9,6 @@
 #include <QtCore/QRegularExpression>
 
 #include <algorithm>
-#include <iterator>
 
 namespace dashboard
 {
@@ -22,37 +21,17 @@ const char description[] =
     "card, which is described by a profile.\n"
     "\n"
     "Keys that work in every window, also over the dashboard while a window of the plug-in is open: F8 goes on to the\n"
-    "next language, F9 detaches or attaches the device.\n"
+    "next language, F9 detaches or attaches the device, F12 opens the inspector.\n"
     "\n"
     "Signals, for scripts: SIGUSR1 detaches the device and SIGUSR2 attaches it, also while a window of the plug-in is\n"
     "open; SIGTERM, SIGINT and SIGHUP end the program normally.\n"
     "\n"
     "Exit codes: 0 success, 2 usage, 3 plug-in, 4 card profile, 5 no screen, 6 trace file.";
 
-struct LimitedCommand {
-    const char *name;
-    int stkType;
-};
-
-const LimitedCommand limitedCommands[] = {
-    {"select-item", MDSV_STKTYPE_SELECT_ITEM},
-    {"display-text", MDSV_STKTYPE_DISPLAY_TEXT},
-    {"get-inkey", MDSV_STKTYPE_GET_INKEY},
-    {"get-input", MDSV_STKTYPE_GET_INPUT},
-    {"play-tone", MDSV_STKTYPE_PLAY_TONE},
-    {"set-up-call", MDSV_STKTYPE_SETUP_CALL},
-    {"send-sms", MDSV_STKTYPE_SEND_SMS},
-    {"send-ss", MDSV_STKTYPE_SEND_SS},
-    {"send-ussd", MDSV_STKTYPE_SEND_USSD},
-    {"refresh", MDSV_STKTYPE_REFRESH},
-    {"launch-browser", MDSV_STKTYPE_LAUNCH_BROWSER},
-    {"set-up-idle-mode-text", MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT},
-};
-
 QString limitedCommandNames()
 {
     QStringList names;
-    for (const LimitedCommand &command : limitedCommands)
+    for (const LimitedCommand &command : limitedCommands())
         names << command.name;
     return names.join(", ");
 }
@@ -88,10 +67,15 @@ void describe(QCommandLineParser &parser, const QStringList &languages)
          "seconds"},
         {"no-browser", "Open no web page that the card asks for: print its address in the session instead."},
         {"callback-thread", "Call the plug-in back on the <ui> thread or on the <service>'s own.", "ui|service", "ui"},
-        {"language", "Speak the language <code>: " + languages.join(", ") + ".", "code", languages.value(0)},
+        {"language",
+         "Speak the language <code>: " + languages.join(", ") + ". Default: as the last time, " + languages.value(0) +
+             " the first time.",
+         "code"},
+        {"style", "Look <light> or <dark>. Default: as the last time, light the first time.", "light|dark"},
         {"print-session", "Print each step of the session as a line on standard output."},
         {"debug-log", "Let the debug log of host and plug-in out on standard error."},
         {"no-device", "Start with the device detached."},
+        {"inspector", "Open the inspector, too."},
     });
     parser.addHelpOption();
     parser.addVersionOption();
@@ -115,9 +99,10 @@ QString readResponseLimit(const QString &text, ResponseLimit *limit)
         return QString("--response-limit takes seconds, 0.001 to 86400, not '%1'").arg(text);
     if (sign < 0)
         return QString();
-    const auto row = std::find_if(std::begin(limitedCommands), std::end(limitedCommands),
+    const std::vector<LimitedCommand> &commands = limitedCommands();
+    const auto row = std::find_if(commands.begin(), commands.end(),
                                   [&](const LimitedCommand &command) { return text.left(sign) == command.name; });
-    if (row == std::end(limitedCommands))
+    if (row == commands.end())
         return QString("--response-limit knows no command '%1'; it takes %2")
             .arg(text.left(sign), limitedCommandNames());
     limit->stkType = row->stkType;
@@ -163,8 +148,14 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
     options->callbackOnUiThread = thread == "ui";
 
     options->language = parser.value("language");
-    if (!languages.contains(options->language))
+    if (parser.isSet("language") && !languages.contains(options->language))
         return QString("--language takes one of %1, not '%2'").arg(languages.join(", "), options->language);
+
+    const QString style = parser.value("style");
+    if (parser.isSet("style") && style != "light" && style != "dark")
+        return QString("--style takes 'light' or 'dark', not '%1'").arg(style);
+    if (parser.isSet("style"))
+        options->isDark = style == "dark";
 
     options->pluginFile = parser.value("plugin");
     options->profileFile = parser.value("profile");
@@ -173,6 +164,7 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
     options->printSession = parser.isSet("print-session");
     options->debugLog = parser.isSet("debug-log");
     options->attachAtStart = !parser.isSet("no-device");
+    options->openInspector = parser.isSet("inspector");
     return QString();
 }
 
@@ -190,6 +182,25 @@ CommandLine usageError(const QString &reason)
 }
 
 } // namespace
+
+const std::vector<LimitedCommand> &limitedCommands()
+{
+    static const std::vector<LimitedCommand> commands{
+        {"select-item", MDSV_STKTYPE_SELECT_ITEM},
+        {"display-text", MDSV_STKTYPE_DISPLAY_TEXT},
+        {"get-inkey", MDSV_STKTYPE_GET_INKEY},
+        {"get-input", MDSV_STKTYPE_GET_INPUT},
+        {"play-tone", MDSV_STKTYPE_PLAY_TONE},
+        {"set-up-call", MDSV_STKTYPE_SETUP_CALL},
+        {"send-sms", MDSV_STKTYPE_SEND_SMS},
+        {"send-ss", MDSV_STKTYPE_SEND_SS},
+        {"send-ussd", MDSV_STKTYPE_SEND_USSD},
+        {"refresh", MDSV_STKTYPE_REFRESH},
+        {"launch-browser", MDSV_STKTYPE_LAUNCH_BROWSER},
+        {"set-up-idle-mode-text", MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT},
+    };
+    return commands;
+}
 
 CommandLine parseCommandLine(const QStringList &arguments, const QStringList &languages)
 {

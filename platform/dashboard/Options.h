@@ -21,6 +21,13 @@ enum ExitCode : int {
     ExitTrace = 6,   ///< the trace file cannot be written
 };
 
+/// A command that the user has a time for.
+struct LimitedCommand {
+    const char *name; ///< "get-input"
+    int stkType;      ///< an _MDSV_EN_STKTYPE
+};
+const std::vector<LimitedCommand> &limitedCommands();
+
 /// How long the user may take over a command.
 struct ResponseLimit {
     std::optional<int> stkType; ///< an _MDSV_EN_STKTYPE; empty: every command
@@ -37,11 +44,13 @@ struct Options {
     std::optional<std::chrono::milliseconds> unattendedLimit; ///< empty: the library's
     /// True: the plug-in never hears of a command before it has begun to wait for one, however fast the card is.
     bool callbackOnUiThread = true;
-    QString language;
-    bool openBrowser = true; ///< false: web pages that the card asks for are only told in the session
+    QString language;           ///< empty: as the last time
+    std::optional<bool> isDark; ///< empty: as the last time
+    bool openBrowser = true;    ///< false: web pages that the card asks for are only told in the session
     bool printSession = false;
     bool debugLog = false;
     bool attachAtStart = true;
+    bool openInspector = false;
 };
 
 /// How the command line was understood. When `run` is false, the program ends at once with `exitCode` after printing

@@ -1,13 +1,11 @@
 #include "dashboard/Session.h"
 
-#include "sdk/MDSVStk.h"
 #include "sdk/SdkControl.h"
 
 #include <QtCore/QFile>
 
-#include <algorithm>
 #include <cstdio>
-#include <iterator>
+#include <optional>
 #include <utility>
 
 namespace dashboard
@@ -15,14 +13,6 @@ namespace dashboard
 
 namespace
 {
-
-/// A text field of the library's records: up to its first zero unit, and never past its end.
-template <std::size_t N>
-QString fromField(const uint16_t (&field)[N])
-{
-    const auto end = std::find(std::begin(field), std::end(field), uint16_t(0));
-    return QString::fromUtf16(field, static_cast<int>(end - std::begin(field)));
-}
 
 void printLine(const SessionEntry &entry)
 {
@@ -33,14 +23,13 @@ void printLine(const SessionEntry &entry)
 
 } // namespace
 
-Session::Session(const Options &options) : m_options(options)
+Session::Session(const Options &options) : m_options(options), m_profileFile(options.profileFile)
 {
     setLimits();
     sdk::setExchangeListener([this](const sdk::Exchange &exchange) { listen(exchange); });
+    sdk::setApduListener([this](const sdk::ApduExchange &exchange) { add(describe(exchange)); });
     if (options.callbackOnUiThread)
-        sdk::setCallbackDispatcher([this](std::function<void()> call) {
-            QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
-        });
+        setDispatcher(true);
 }
 
 Session::~Session()
@@ -53,16 +42,66 @@ void Session::end()
     sdk::shutDown();
 }
 
-void Session::setLimits() const
+void Session::setLimits()
 {
-    for (const ResponseLimit &each : m_options.responseLimits) {
-        if (each.stkType)
-            sdk::setResponseLimit(*each.stkType, each.limit);
-        else
-            sdk::setResponseLimit(each.limit);
-    }
+    for (const ResponseLimit &each : m_options.responseLimits)
+        setResponseLimit(each);
     if (m_options.unattendedLimit)
-        sdk::setUnattendedLimit(*m_options.unattendedLimit);
+        setUnattendedLimit(*m_options.unattendedLimit);
+}
+
+void Session::setResponseLimit(const ResponseLimit &limit)
+{
+    if (limit.stkType)
+        sdk::setResponseLimit(*limit.stkType, limit.limit);
+    else
+        sdk::setResponseLimit(limit.limit);
+}
+
+void Session::setUnattendedLimit(std::chrono::milliseconds limit)
+{
+    sdk::setUnattendedLimit(limit);
+}
+
+void Session::setDispatcher(bool onUiThread)
+{
+    m_isCallbackOnUiThread = onUiThread;
+    if (onUiThread)
+        sdk::setCallbackDispatcher([this](std::function<void()> call) {
+            QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+        });
+    else
+        sdk::setCallbackDispatcher({});
+}
+
+void Session::setCallbackOnUiThread(bool onUiThread)
+{
+    setDispatcher(onUiThread);
+    addHostEntry(onUiThread ? "has callbacks on the user-interface thread" : "has callbacks on the service's thread");
+}
+
+void Session::setHanging(bool isHanging)
+{
+    addHostEntry(isHanging ? "lets the card hang" : "lets the card answer again");
+    sdk::setVirtualCardsHanging(isHanging);
+}
+
+void Session::failNextCall()
+{
+    addHostEntry("lets the next call fail");
+    sdk::failNextCall();
+}
+
+bool Session::raise(const cat::Bytes &command, QString *error)
+{
+    std::string reason;
+    if (sdk::raiseCommand(command, &reason)) {
+        addHostEntry("has the card raise " +
+                     QString::fromStdString(cat::commandName(cat::decodeCommand(command).command.details.type)));
+        return true;
+    }
+    *error = QString::fromStdString(reason);
+    return false;
 }
 
 bool Session::startTrace(QString *error)
@@ -77,14 +116,23 @@ bool Session::startTrace(QString *error)
 
 bool Session::attach(QString *error)
 {
+    return attach(m_profileFile, error);
+}
+
+bool Session::attach(const QString &profileFile, QString *error)
+{
     std::string reason;
-    auto channel = sdk::openVirtualCard(QFile::encodeName(m_options.profileFile).toStdString(), &reason);
+    auto channel = sdk::openVirtualCard(QFile::encodeName(profileFile).toStdString(), &reason);
     if (!channel) {
         *error = QString::fromStdString(reason);
         return false;
     }
+    detach();
+    m_profileFile = profileFile;
     addHostEntry("attaches the " + QString::fromStdString(channel->name()));
     setIdleText(QString());
+    m_operatorName = QString::fromStdString(channel->operatorName());
+    m_hasNetwork = channel->hasNetwork();
     sdk::attachDevice(std::move(channel));
     m_attached = true;
     emit attachedChanged(true);
@@ -98,18 +146,15 @@ void Session::detach()
     addHostEntry("detaches the device");
     sdk::detachDevice();
     m_attached = false;
+    m_operatorName.clear();
     setIdleText(QString());
     emit attachedChanged(false);
 }
 
 QString Session::menuTitle() const
 {
-    MDSVStkMainMenu menu = {};
-    if (!m_attached || MDSV_STKSrv_GetMainMenu(&menu) != 0)
-        return QString();
-    QString title = fromField(menu.usTitle);
-    MDSV_STKSrv_ReleaseMenus(&menu);
-    return title;
+    const std::optional<std::u16string> title = m_attached ? sdk::menuTitle() : std::nullopt;
+    return title ? QString::fromStdU16String(*title) : QString();
 }
 
 void Session::setIdleText(const QString &text)
@@ -137,7 +182,7 @@ void Session::addHostEntry(const QString &text)
 /// Printed at once, so that what is printed is in order and complete even when the user interface is busy.
 void Session::add(const SessionEntry &entry)
 {
-    if (m_options.printSession)
+    if (m_options.printSession && entry.kind != EntryKind::Apdu)
         printLine(entry);
     QMetaObject::invokeMethod(
         this, [this, entry] { emit entryAdded(entry); }, Qt::QueuedConnection);

@@ -23,9 +23,14 @@ public:
     /// it, too.
     void end();
 
+    /// The profile that attach() takes: that of the options, until another one has been attached.
+    QString profileFile() const { return m_profileFile; }
+
     /// Reads the profile and puts its card into the device. False: nothing has changed, and `*error` is
     /// "file:line:column: reason".
     bool attach(QString *error);
+    /// The same with another profile, which counts from then on; a device that is attached is detached first.
+    bool attach(const QString &profileFile, QString *error);
 
     void detach();
 
@@ -38,8 +43,30 @@ public:
     /// The text that the card has set up for the idle screen (SET UP IDLE MODE TEXT); empty for none.
     QString idleText() const { return m_idleText; }
 
+    /// The network's operator as the card names it; empty while there is no device, and when it does not say.
+    QString operatorName() const { return m_operatorName; }
+
+    /// Whether the device has found a network.
+    bool hasNetwork() const { return m_attached && m_hasNetwork; }
+
     /// Title of the card's menu; empty while there is none.
     QString menuTitle() const;
+
+    bool isCallbackOnUiThread() const { return m_isCallbackOnUiThread; }
+    /// Where the library's callbacks run from now on: on the user-interface thread, or on the library's own.
+    void setCallbackOnUiThread(bool onUiThread);
+
+    /// How long the user may take over the next commands.
+    void setResponseLimit(const ResponseLimit &limit);
+    /// How long after its own time a command is given up that no window has ended.
+    void setUnattendedLimit(std::chrono::milliseconds limit);
+
+    /// The card answers nothing while it hangs.
+    void setHanging(bool isHanging);
+    /// The plug-in's next request of the library fails.
+    void failNextCall();
+    /// Has the card raise the command. False: it cannot, and `*error` says why.
+    bool raise(const cat::Bytes &command, QString *error);
 
     /// Adds a line for something that the dashboard did.
     void addHostEntry(const QString &text);
@@ -54,11 +81,16 @@ private:
     void add(const SessionEntry &entry);
     /// Any thread.
     void listen(const sdk::Exchange &exchange);
-    void setLimits() const;
+    void setLimits();
+    void setDispatcher(bool onUiThread);
     void setIdleText(const QString &text);
 
     const Options m_options;
+    QString m_profileFile;
+    bool m_isCallbackOnUiThread = false;
     bool m_attached = false;
+    bool m_hasNetwork = false;
+    QString m_operatorName;
     QString m_idleText;
 };
 

@@ -1,12 +1,21 @@
 #ifndef DASHBOARD_STYLE_H
 #define DASHBOARD_STYLE_H
 
+#include <QPalette>
+#include <QtCore/QString>
+
 namespace dashboard
 {
 
-/// Gives the application one look on every desktop: Qt's Fusion style, a light palette and the sheet of the dashboard's
-/// own widgets. The windows of plug-ins take the palette over.
-void applyStyle();
+/// Colours of widgets that no sheet names.
+QPalette stylePalette(bool isDark);
+
+/// The sheet of the dashboard's widgets and, by their object names, of the plug-in's, so that its windows look like a
+/// part of the dashboard. Every rule that gives a text its colour gives the background behind it, too.
+QString styleSheet(bool isDark);
+
+/// Gives the application one look on every desktop, light or dark: Qt's Fusion style, palette and sheet.
+void applyStyle(bool isDark);
 
 } // namespace dashboard
 

@@ -1,9 +1,13 @@
 #include "core/CoreControl.h"
+#include "dashboard/CardPanel.h"
 #include "dashboard/DashboardWindow.h"
 #include "dashboard/GlobalKeys.h"
+#include "dashboard/InspectorWindow.h"
 #include "dashboard/Options.h"
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
+#include "dashboard/SessionModel.h"
+#include "dashboard/Settings.h"
 #include "dashboard/SignalRelay.h"
 #include "dashboard/Style.h"
 
@@ -70,12 +74,58 @@ void replaceBrowser(Session &session)
     });
 }
 
+const QStringList keptBoxes{"kindComboBox"};
+
+/// What the command line leaves open is as the last time.
+void chooseLooks(const Options &options, const Settings &settings)
+{
+    applyStyle(options.isDark.value_or(settings.isDark()));
+    const QString language = options.language.isEmpty() ? settings.language() : options.language;
+    if (!core::setLanguage(language))
+        core::setLanguage(core::languages().constFirst());
+}
+
+/// Everything that one window tells another.
+void connectWindows(Session &session, SessionModel &model, DashboardWindow &window, InspectorWindow &inspector,
+                    Settings &settings)
+{
+    CardPanel *const panel = inspector.cardPanel();
+    QObject::connect(&session, &Session::entryAdded, &model, &SessionModel::add);
+    QObject::connect(&window, &DashboardWindow::inspectorAsked, &inspector, &InspectorWindow::open);
+    QObject::connect(panel, &CardPanel::languageChosen, &window, &DashboardWindow::setLanguage);
+    QObject::connect(&window, &DashboardWindow::languageChanged, panel, &CardPanel::showLanguage);
+    QObject::connect(&window, &DashboardWindow::languageChanged,
+                     [&settings](const QString &code) { settings.setLanguage(code); });
+    QObject::connect(panel, &CardPanel::styleChosen, [&settings](bool isDark) {
+        settings.setDark(isDark);
+        applyStyle(isDark);
+    });
+}
+
+void restoreWindows(const Options &options, const Settings &settings, DashboardWindow &window,
+                    InspectorWindow &inspector)
+{
+    settings.restore(&window, {});
+    settings.restore(&inspector, keptBoxes);
+    inspector.cardPanel()->showStyle(options.isDark.value_or(settings.isDark()));
+    if (options.openInspector || settings.isInspectorOpen())
+        inspector.show();
+    window.show();
+}
+
+void keepWindows(Settings &settings, const DashboardWindow &window, const InspectorWindow &inspector)
+{
+    settings.keep(&window, {});
+    settings.keep(&inspector, keptBoxes);
+    settings.setInspectorOpen(inspector.isVisible());
+}
+
 int runDashboard(const Options &options)
 {
     if (!options.debugLog)
         QLoggingCategory::setFilterRules("default.debug=false");
-    applyStyle();
-    core::setLanguage(options.language);
+    Settings settings;
+    chooseLooks(options, settings);
     core::setPluginLibraryPath(libraryFolder(options.pluginFile));
 
     Session session(options);
@@ -86,23 +136,28 @@ int runDashboard(const Options &options)
     if (!plugin.load(options.pluginFile, &error))
         return fail(ExitPlugin, error);
 
+    SessionModel model;
+    InspectorWindow inspector(model, session);
     DashboardWindow window(plugin, session);
     core::setMainWindow(&window);
+    connectWindows(session, model, window, inspector, settings);
     if (!options.openBrowser)
         replaceBrowser(session);
     GlobalKeys keys;
     QObject::connect(&keys, &GlobalKeys::languageAsked, &window, &DashboardWindow::nextLanguage);
     QObject::connect(&keys, &GlobalKeys::deviceAsked, &window, &DashboardWindow::toggleDevice);
+    QObject::connect(&keys, &GlobalKeys::inspectorAsked, &inspector, &InspectorWindow::open);
     SignalRelay signalRelay;
     QObject::connect(&signalRelay, &SignalRelay::detachAsked, &session, &Session::detach);
     QObject::connect(&signalRelay, &SignalRelay::attachAsked, &window, &DashboardWindow::attachDevice);
     QObject::connect(&signalRelay, &SignalRelay::quitAsked, qApp, &QCoreApplication::quit);
 
-    window.show();
+    restoreWindows(options, settings, window, inspector);
     session.addHostEntry("ready with " + plugin.title());
     if (options.attachAtStart)
         window.attachDevice();
     const int result = QApplication::exec();
+    keepWindows(settings, window, inspector);
     window.closeDialogs();
     plugin.unload();
     core::setUrlOpener(core::UrlOpener());

@@ -45,6 +45,25 @@ Status Service::openCommand(int id, _MDSV_EN_STKTYPE type, cat::Command *command
     return status;
 }
 
+bool Service::raise(const cat::Bytes &command, std::string *error)
+{
+    constexpr std::size_t longest = 256; // FETCH has one byte for the length, and 00 stands for this
+    const cat::DecodedCommand decoded = cat::decodeCommand(command);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    std::string problem;
+    if (!m_state.device)
+        problem = "there is no card: attach the device first";
+    else if (!decoded.detailsKnown)
+        problem = decoded.reason;
+    else if (command.size() > longest)
+        problem = std::to_string(command.size()) + " bytes, and FETCH brings 256 at most: shorten the texts";
+    else
+        queueLocked([this, device = m_state.device, command] { raiseOnCard(device, command); });
+    if (!problem.empty())
+        *error = problem;
+    return problem.empty();
+}
+
 Status Service::selectMenuItem(int itemId)
 {
     const std::string what = "choice of item " + std::to_string(itemId) + " of the main menu";

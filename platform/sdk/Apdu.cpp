@@ -126,6 +126,12 @@ cat::Bytes envelopeApdu(const cat::Bytes &data)
     return apduWithData(0xC2, data);
 }
 
+cat::Bytes statusApdu()
+{
+    constexpr std::uint8_t noData = 0x0C;
+    return {toolkitClass, 0xF2, 0x00, noData, 0x00};
+}
+
 bool transmitApdu(CardChannel &channel, const cat::Bytes &apdu, cat::Bytes *answer, const ApduObserver &observe)
 {
     if (!transmitOnce(channel, apdu, answer, observe))

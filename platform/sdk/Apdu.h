@@ -24,11 +24,12 @@ struct StatusWord {
 /// The last two bytes of an answer, which has at least that many.
 StatusWord statusWord(const cat::Bytes &answer);
 
-/// The four commands of the toolkit (ETSI TS 102 221 clause 11.2). Data fields have at most 255 bytes.
+/// The commands of the toolkit (ETSI TS 102 221 clause 11.2). Data fields have at most 255 bytes.
 cat::Bytes terminalProfileApdu();
 cat::Bytes fetchApdu(std::uint8_t length);
 cat::Bytes terminalResponseApdu(const cat::Bytes &data);
 cat::Bytes envelopeApdu(const cat::Bytes &data);
+cat::Bytes statusApdu(); ///< asks for no data, only for the status word
 
 /// Hears of every APDU that was answered, with the time at which it was sent.
 using ApduObserver = std::function<void(std::chrono::system_clock::time_point, const cat::Bytes &, const cat::Bytes &)>;

@@ -27,6 +27,17 @@ public:
     /// Whether short messages, SS and USSD that the card sends can go out at the moment.
     virtual bool hasNetwork() const { return true; }
 
+    /// Name of the network's operator, for people; empty: the card does not say.
+    virtual std::string operatorName() const { return {}; }
+
+    /// Has the card ask `command` when no session is open; a STATUS then announces it. False: this card cannot be told,
+    /// or takes no such command.
+    virtual bool raise(const cat::Bytes &command)
+    {
+        static_cast<void>(command);
+        return false;
+    }
+
     /// Ends a transmit() that waits, and makes every later one fail until the channel is deleted.
     virtual void interrupt() = 0;
 };

@@ -1,5 +1,7 @@
 #include "sdk/Describe.h"
 
+#include "cat/Explain.h"
+
 #include <algorithm>
 
 // What a person is told of each command.
@@ -147,24 +149,11 @@ std::string idleTextWords(const cat::Command &command)
     return quotedText(command.text);
 }
 
-/// ETSI TS 102 223 clause 8.6.
-constexpr const char *refreshModes[] = {
-    "initialization and full file change notification",
-    "file change notification",
-    "initialization and file change notification",
-    "initialization",
-    "card reset",
-    "application reset",
-    "session reset",
-    "steering of roaming",
-};
-
 std::string refreshWords(const cat::Command &command)
 {
     const std::uint8_t mode = command.details.qualifier;
-    const bool isNamed = mode < std::size(refreshModes);
-    return ", " + (isNamed ? std::string(refreshModes[mode]) : "mode " + cat::toHex(cat::Bytes{mode})) +
-           alpha(command.alphaId);
+    const std::string words = cat::qualifierWords(command.details);
+    return ", " + (words.empty() ? "mode " + cat::toHex(cat::Bytes{mode}) : words) + alpha(command.alphaId);
 }
 
 struct WordsRow {

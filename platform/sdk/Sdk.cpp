@@ -2,6 +2,7 @@
 #include "sdk/Service.h"
 
 #include <algorithm>
+#include <atomic>
 
 // The C functions of the contract and the control functions beside it: arguments are checked and records filled here,
 // everything else is the service's.
@@ -31,6 +32,19 @@ int guarded(const char *function, Body body)
         Service::instance().note(std::string(function) + ": " + problem.what());
     }
     return static_cast<int>(Status::NotAvailable);
+}
+
+/// Set: the next request fails.
+std::atomic<bool> failsNext{false};
+
+/// As guarded(), for the functions that ask or answer something.
+template <typename Body>
+int request(const char *function, Body body)
+{
+    if (!failsNext.exchange(false))
+        return guarded(function, body);
+    const auto fail = [function] { return Service::instance().refuse(std::string(function), Status::NotAvailable); };
+    return guarded(function, fail);
 }
 
 /// Title, number of items and items, as both menu records have them.
@@ -120,10 +134,35 @@ void setExchangeListener(std::function<void(const Exchange &)> listener)
     Service::instance().setListener(std::move(listener));
 }
 
+void setApduListener(std::function<void(const ApduExchange &)> listener)
+{
+    Service::instance().setApduListener(std::move(listener));
+}
+
+bool raiseCommand(const cat::Bytes &command, std::string *error)
+{
+    return Service::instance().raise(command, error);
+}
+
+void failNextCall()
+{
+    failsNext = true;
+}
+
+std::optional<std::u16string> menuTitle()
+{
+    cat::Command menu;
+    if (Service::instance().mainMenu(&menu) != Status::Success)
+        return std::nullopt;
+    return menu.alphaId.value_or(std::u16string());
+}
+
 void shutDown()
 {
     Service::instance().shutDown();
     setVirtualCardLatency(usualCardLatency);
+    setVirtualCardsHanging(false);
+    failsNext = false;
 }
 
 } // namespace sdk
@@ -152,7 +191,7 @@ int MDSV_DevSrv_UnRegisterDevMgrCallback(MDSVDEVMGRCALLBACK pCallback)
 
 int MDSV_STKSrv_GetMainMenu(MDSVStkMainMenu *pMenu)
 {
-    return guarded(__func__, [&] {
+    return request(__func__, [&] {
         cat::Command command;
         const Status status = pMenu ? Service::instance().mainMenu(&command) : Status::BadArgument;
         if (status == Status::Success)
@@ -169,7 +208,7 @@ int MDSV_STKSrv_ReleaseMenus(MDSVStkMainMenu *pMenu)
 
 int MDSV_STKSrv_GetSubMenu(int nCmdId, MDSVStkSubMenu *pMenu)
 {
-    return guarded(__func__, [&] {
+    return request(__func__, [&] {
         cat::Command command;
         const Status status =
             pMenu ? Service::instance().openCommand(nCmdId, MDSV_STKTYPE_SELECT_ITEM, &command) : Status::BadArgument;
@@ -190,7 +229,7 @@ int MDSV_STKSrv_ReleaseSubMenus(MDSVStkSubMenu *pMenu)
 int MDSV_STKSrv_SelectMenuItem(int nAlwaysOne, int16_t sItemId)
 {
     const char *const function = __func__;
-    return guarded(function, [&] {
+    return request(function, [&] {
         if (nAlwaysOne == 1)
             return Service::instance().selectMenuItem(sItemId);
         return Service::instance().refuse(std::string(function) + ": the first argument is not 1", Status::BadArgument);
@@ -199,57 +238,57 @@ int MDSV_STKSrv_SelectMenuItem(int nAlwaysOne, int16_t sItemId)
 
 int MDSV_STKSrv_SelectSubMenuItem(int nCmdId, int nAction, int16_t sItemId)
 {
-    return guarded(__func__, [&] { return Service::instance().answerSelectItem(nCmdId, nAction, sItemId); });
+    return request(__func__, [&] { return Service::instance().answerSelectItem(nCmdId, nAction, sItemId); });
 }
 
 int MDSV_STKSrv_GetInputRequest(int nCmdId, MDSVStkInputData *pData)
 {
-    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_GET_INPUT, pData, fillRecord); });
+    return request(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_GET_INPUT, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetInKeyRequest(int nCmdId, MDSVStkInKeyData *pData)
 {
-    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_GET_INKEY, pData, fillRecord); });
+    return request(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_GET_INKEY, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetPromptText(int nCmdId, MDSVStkPromptData *pData)
 {
-    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_DISPLAY_TEXT, pData, fillRecord); });
+    return request(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_DISPLAY_TEXT, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetPlayTone(int nCmdId, MDSVStkToneData *pData)
 {
-    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_PLAY_TONE, pData, fillRecord); });
+    return request(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_PLAY_TONE, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetLaunchBrowser(int nCmdId, MDSVStkBrowserData *pData)
 {
-    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_LAUNCH_BROWSER, pData, fillRecord); });
+    return request(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_LAUNCH_BROWSER, pData, fillRecord); });
 }
 
 int MDSV_STKSrv_GetIdleModePrompt(int nCmdId, uint16_t *pText)
 {
-    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT, pText, fillIdleText); });
+    return request(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT, pText, fillIdleText); });
 }
 
 int MDSV_STKSrv_GetRefreshInfo(int nCmdId, void *pBuffer)
 {
-    return guarded(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_REFRESH, pBuffer, fillRefresh); });
+    return request(__func__, [&] { return fetchData(nCmdId, MDSV_STKTYPE_REFRESH, pBuffer, fillRefresh); });
 }
 
 int MDSV_STKSrv_AnswerInput(int nCmdId, int nConfirmed, const uint16_t *pAnswer)
 {
     const char *const function = __func__;
-    return guarded(function, [&] { return answer(function, nCmdId, MDSV_STKTYPE_GET_INPUT, nConfirmed, pAnswer); });
+    return request(function, [&] { return answer(function, nCmdId, MDSV_STKTYPE_GET_INPUT, nConfirmed, pAnswer); });
 }
 
 int MDSV_STKSrv_AnswerInKey(int nCmdId, int nConfirmed, const uint16_t *pAnswer)
 {
     const char *const function = __func__;
-    return guarded(function, [&] { return answer(function, nCmdId, MDSV_STKTYPE_GET_INKEY, nConfirmed, pAnswer); });
+    return request(function, [&] { return answer(function, nCmdId, MDSV_STKTYPE_GET_INKEY, nConfirmed, pAnswer); });
 }
 
 int MDSV_STKSrv_SendNoDataResponse(int nCmdId, int nType, int nResult)
 {
-    return guarded(__func__, [&] { return Service::instance().answerWithoutData(nCmdId, nType, nResult); });
+    return request(__func__, [&] { return Service::instance().answerWithoutData(nCmdId, nType, nResult); });
 }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// What a host or a test tells the open device-service library beside the contract in sdk/MDSVStk.h. All functions may
@@ -43,6 +44,22 @@ std::unique_ptr<CardChannel> openVirtualCard(const std::string &path, std::strin
 /// mind.
 void setVirtualCardLatency(std::chrono::milliseconds latency);
 constexpr std::chrono::milliseconds usualCardLatency{30};
+
+/// While true, every virtual card hangs: it answers nothing, until this is false again or its device is detached.
+void setVirtualCardsHanging(bool isHanging);
+
+/// Has the attached card ask `command` (a BER-TLV object with the tag D0) as soon as no session is open, as an
+/// application on the card does that has waited for its hour. Returns at once; a card that cannot be told so says it in
+/// a note. False, and in `*error` what is wrong: there is no card, or nothing that FETCH could bring.
+bool raiseCommand(const cat::Bytes &command, std::string *error);
+
+/// The next MDSV_STKSrv_ function that asks or answers something does nothing and returns a status other than 0. A
+/// note tells which one it was.
+void failNextCall();
+
+/// Title of the menu that the card has installed; nothing while there is none. For the host itself: it takes no part in
+/// failNextCall().
+std::optional<std::u16string> menuTitle();
 
 /// Runs a function on another thread, some time later, in the order given.
 using Dispatcher = std::function<void(std::function<void()>)>;
@@ -87,8 +104,19 @@ struct Exchange {
 /// the library.
 void setExchangeListener(std::function<void(const Exchange &)> listener);
 
-/// Ends the service's thread and forgets card, callbacks, dispatcher, listener, limits, latency and trace file: the
-/// library is as new. Only the file of STK_TRACE stays open.
+/// One APDU and the card's answer to it.
+struct ApduExchange {
+    std::chrono::system_clock::time_point time; ///< when it was sent
+    cat::Bytes command;
+    cat::Bytes answer; ///< data, then SW1 and SW2
+};
+
+/// Called for every APDU that the card has answered, on the service's own thread; empty ends it. The listener must not
+/// call into the library.
+void setApduListener(std::function<void(const ApduExchange &)> listener);
+
+/// Ends the service's thread and forgets card, callbacks, dispatcher, listeners, limits, faults, latency and trace
+/// file: the library is as new. Only the file of STK_TRACE stays open.
 void shutDown();
 
 } // namespace sdk

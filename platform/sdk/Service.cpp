@@ -103,6 +103,14 @@ void Service::setListener(std::function<void(const Exchange &)> listener)
         m_listener.clear();
 }
 
+void Service::setApduListener(std::function<void(const ApduExchange &)> listener)
+{
+    if (listener)
+        m_apduListener.set(std::move(listener));
+    else
+        m_apduListener.clear();
+}
+
 void Service::shutDown()
 {
     if (isServiceThread())
@@ -121,6 +129,7 @@ void Service::shutDown()
     m_deviceHook.clear();
     m_dispatcher.clear();
     m_listener.clear();
+    m_apduListener.clear();
     if (thread.joinable())
         thread.join();
     m_trace.close();
@@ -262,6 +271,7 @@ void Service::stopAtExit()
     m_deviceHook.drop();
     m_dispatcher.drop();
     m_listener.drop();
+    m_apduListener.drop();
     const bool isOwnThread = isServiceThread();
 
     std::unique_lock<std::mutex> lock(m_mutex);

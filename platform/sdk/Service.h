@@ -43,6 +43,8 @@ public:
     void setGrace(std::chrono::milliseconds grace);
     bool setTraceFile(const std::string &path, std::string *error);
     void setListener(std::function<void(const Exchange &)> listener);
+    void setApduListener(std::function<void(const ApduExchange &)> listener);
+    bool raise(const cat::Bytes &command, std::string *error);
     void shutDown();
 
     // Registration of callbacks. The state of a device that is there already is told to a new one soon after.
@@ -163,6 +165,7 @@ private:
 
     // The session, on the service's thread.
     bool exchange(const DevicePtr &device, const cat::Bytes &apdu, cat::Bytes *answer);
+    void observe(const ApduExchange &apdu);
     bool fetch(const DevicePtr &device, std::uint8_t length, cat::Bytes *pdu);
     void follow(const DevicePtr &device, cat::Bytes answer);
     Reaction react(const DevicePtr &device, const cat::Bytes &pdu);
@@ -176,6 +179,7 @@ private:
     void delivered(const DevicePtr &device, int16_t id);
     void carryOut(const DevicePtr &device, const OpenCommand &closed);
     void finishRefresh(const DevicePtr &device, const cat::Command &command, const cat::Bytes &answer);
+    void raiseOnCard(const DevicePtr &device, const cat::Bytes &command);
     void sendSelection(const DevicePtr &device, const cat::Item &item);
     void pause(const DevicePtr &device, std::chrono::milliseconds time);
     void expire(const DevicePtr &device, const OpenCommand &closed);
@@ -211,6 +215,7 @@ private:
     Hook<MDSVDEVMGRCALLBACK> m_deviceHook;
     Hook<Dispatcher> m_dispatcher;
     Hook<std::function<void(const Exchange &)>> m_listener;
+    Hook<std::function<void(const ApduExchange &)>> m_apduListener;
     Trace m_trace;
 };
 

@@ -30,15 +30,21 @@ bool Service::exchange(const DevicePtr &device, const cat::Bytes &apdu, cat::Byt
     if (!isCurrent(device))
         return false;
     bool isThere = false;
-    const auto observe = [this](TraceFile::Time time, const cat::Bytes &sent, const cat::Bytes &got) {
-        std::string problem;
-        if (!m_trace.add(time, sent, got, &problem))
-            note(problem + "; it ends here");
+    const auto observer = [this](TraceFile::Time time, const cat::Bytes &sent, const cat::Bytes &got) {
+        observe({time, sent, got});
     };
-    callOutside("the card channel", [&] { isThere = transmitApdu(*device->channel, apdu, answer, observe); });
+    callOutside("the card channel", [&] { isThere = transmitApdu(*device->channel, apdu, answer, observer); });
     if (!isThere)
         loseDevice(device, "the card is gone", MDSV_DEVICE_REMOVED);
     return isThere;
+}
+
+void Service::observe(const ApduExchange &apdu)
+{
+    std::string problem;
+    if (!m_trace.add(apdu.time, apdu.command, apdu.answer, &problem))
+        note(problem + "; it ends here");
+    callOutside("the APDU listener", [&] { m_apduListener.call(0, apdu); });
 }
 
 bool Service::fetch(const DevicePtr &device, std::uint8_t length, cat::Bytes *pdu)
@@ -226,7 +232,28 @@ void Service::finishRefresh(const DevicePtr &device, const cat::Command &command
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
-// Envelopes and time-outs
+// Envelopes, what a card asks unasked, and time-outs
+
+/// A card that is at rest is asked whether it has something to say (ETSI TS 102 223 clause 6.1); in a session it tells
+/// so by itself.
+void Service::raiseOnCard(const DevicePtr &device, const cat::Bytes &command)
+{
+    if (!isCurrent(device))
+        return;
+    bool isTaken = false;
+    callOutside("the card channel", [&] { isTaken = device->channel->raise(command); });
+    if (!isTaken)
+        return note(device->channel->name() + " cannot be told what to ask", command);
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_state.device != device || m_state.isBusy)
+            return;
+        m_state.isBusy = true;
+    }
+    cat::Bytes answer;
+    if (exchange(device, statusApdu(), &answer))
+        follow(device, answer);
+}
 
 void Service::sendSelection(const DevicePtr &device, const cat::Item &item)
 {

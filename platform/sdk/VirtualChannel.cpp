@@ -15,13 +15,28 @@ namespace
 
 std::atomic<std::chrono::milliseconds> latency{usualCardLatency};
 
+/// What all virtual cards wait on.
+struct Line {
+    std::mutex mutex;
+    std::condition_variable wake;
+    bool isHanging = false;
+};
+
+/// Never destroyed: a card may still wait while the process ends.
+Line &line()
+{
+    static Line *const shared = new Line;
+    return *shared;
+}
+
 /// The way to a card in this process. The card says how long it thinks, and here is where that time passes, together
 /// with the time that a card on a real line takes.
 class VirtualChannel : public CardChannel
 {
 public:
     explicit VirtualChannel(card::Profile profile)
-        : m_name("virtual card '" + profile.name + '\''), m_card(std::move(profile))
+        : m_name("virtual card '" + profile.name + '\''), m_operatorName(profile.operatorName),
+          m_card(std::move(profile))
     {
     }
 
@@ -49,25 +64,30 @@ public:
 
     bool hasNetwork() const override { return m_card.hasNetwork(); }
 
+    std::string operatorName() const override { return m_operatorName; }
+
+    bool raise(const cat::Bytes &command) override { return m_card.raise(command); }
+
     void interrupt() override
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const std::lock_guard<std::mutex> lock(line().mutex);
         m_interrupted = true;
-        m_wake.notify_all();
+        line().wake.notify_all();
     }
 
 private:
     /// False: interrupted.
     bool waitFor(std::chrono::milliseconds delay)
     {
-        std::unique_lock<std::mutex> lock(m_mutex);
-        return !m_wake.wait_for(lock, delay, [this] { return m_interrupted; });
+        std::unique_lock<std::mutex> lock(line().mutex);
+        if (!line().wake.wait_for(lock, delay, [this] { return m_interrupted; }))
+            line().wake.wait(lock, [this] { return m_interrupted || !line().isHanging; });
+        return !m_interrupted;
     }
 
     const std::string m_name;
+    const std::string m_operatorName;
     card::VirtualCard m_card;
-    std::mutex m_mutex;
-    std::condition_variable m_wake;
     bool m_interrupted = false;
 };
 
@@ -76,6 +96,13 @@ private:
 void setVirtualCardLatency(std::chrono::milliseconds time)
 {
     latency = std::clamp(time, std::chrono::milliseconds(0), std::chrono::milliseconds(60000));
+}
+
+void setVirtualCardsHanging(bool isHanging)
+{
+    const std::lock_guard<std::mutex> lock(line().mutex);
+    line().isHanging = isHanging;
+    line().wake.notify_all();
 }
 
 std::unique_ptr<CardChannel> openVirtualCard(const std::string &path, std::string *error)

@@ -48,6 +48,7 @@ class tst_Dashboard : public QObject
 
 private slots:
     void initTestCase();
+    void init();
     void cleanup();
     void startsAndEnds_data();
     void startsAndEnds();
@@ -62,6 +63,7 @@ private slots:
     void languageChangesWhileTheWindowIsOpen_data();
     void languageChangesWhileTheWindowIsOpen();
     void webPageIsOnlyToldWithoutABrowser();
+    void choicesAreRemembered();
 
 private:
     QString write(const QString &name, const QByteArray &content) const;
@@ -74,6 +76,8 @@ private:
     bool pressWhen(const QByteArray &title, const QStringList &keys);
 
     QTemporaryDir m_folder;
+    int m_tests = 0;
+    QString m_settings; ///< the program's: none at the beginning of each test
     QProcess m_program;
     QString m_output;
     QString m_errors;
@@ -93,10 +97,20 @@ void tst_Dashboard::initTestCase()
             [this] { m_errors += QString::fromUtf8(m_program.readAllStandardError()); });
 }
 
+void tst_Dashboard::init()
+{
+    m_settings = m_folder.filePath(QString("settings-%1").arg(++m_tests));
+}
+
 void tst_Dashboard::start(const QStringList &arguments)
 {
     m_output.clear();
     m_errors.clear();
+    QProcessEnvironment environment = m_program.processEnvironment();
+    if (environment.isEmpty())
+        environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("XDG_CONFIG_HOME", m_settings);
+    m_program.setProcessEnvironment(environment);
     m_program.start(DASHBOARD, arguments);
     QVERIFY2(m_program.waitForStarted(), qPrintable(m_program.errorString()));
 }
@@ -342,6 +356,29 @@ void tst_Dashboard::webPageIsOnlyToldWithoutABrowser()
     start({"--profile", profile, "--print-session", "--no-browser"});
     QVERIFY2(waitForLine("host: web page asked for: http://www.example.com/a?b=c\n"), qPrintable(m_output));
     QVERIFY2(waitForLine("answer: LAUNCH BROWSER: 00"), qPrintable(m_output));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_program.exitCode(), 0);
+}
+
+void tst_Dashboard::choicesAreRemembered()
+{
+    start({"--profile", PROFILE, "--print-session"});
+    QVERIFY(waitForLine("answer: SET UP IDLE MODE TEXT"));
+    QVERIFY(pressWhen("Dashboard", {"F8"}));
+    QVERIFY(waitForLine("host: speaks Deutsch"));
+    QVERIFY(press({"F12"}));
+    QTRY_COMPARE_WITH_TIMEOUT(windowTitle(), QByteArray("SIM Toolkit inspector"), 20000);
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QVERIFY(QFile::exists(m_settings + "/stk-dashboard/stk-dashboard.ini"));
+
+    start({"--profile", PROFILE, "--print-session"});
+    QVERIFY(waitForLine("answer: SET UP IDLE MODE TEXT"));
+    QTRY_VERIFY_WITH_TIMEOUT(
+        QProcess::execute("xdotool", {"search", "--onlyvisible", "--name", "^SIM Toolkit inspector$"}) == 0, 20000);
+    QVERIFY(press({"F8"}));
+    QVERIFY(waitForLine("host: speaks Français")); // the one behind German
     sendSignal(SIGTERM);
     QVERIFY(waitForEnd());
     QCOMPARE(m_program.exitCode(), 0);

@@ -86,6 +86,9 @@ QString SoakUser::view() const
             seen << QString("%1 '%2'").arg(widget->metaObject()->className(), widget->objectName());
     }
     const QWidget *modal = QApplication::activeModalWidget();
+    const QTableWidget *table = window() ? window()->findChild<QTableWidget *>("STKPlugin_TableWidgetMenu") : nullptr;
+    if (table)
+        seen << QString("menu '%1' with %2 rows").arg(window()->windowTitle()).arg(table->rowCount());
     return QString("%1; modal: %2 '%3'; card %4 rest%5")
         .arg(seen.join(", "), modal ? modal->metaObject()->className() : "none", modal ? modal->objectName() : "",
              m_traffic->isAtRest() ? "at" : "not at", m_traffic->isMenuOpen() ? ", menu open" : "");

@@ -29,15 +29,15 @@ double_click_row() {
 click_first_button() { click_at $((width - 138)) $((height - 23)); }
 click_second_button() { click_at $((width - 52)) $((height - 23)); }
 
-click_toolkit() { click "$main_window" 120 124; }
-click_device() { click "$main_window" 120 184; }
+click_toolkit() { click "$main_window" 380 415; }
+click_device() { click "$main_window" 85 483; }
 
 # The close button of the frame that the window manager draws around the main window.
 click_window_cross() {
     local x y
     x="$(xwininfo -id "$main_window" | sed -n 's/.*Absolute upper-left X: *//p')"
     y="$(xwininfo -id "$main_window" | sed -n 's/.*Absolute upper-left Y: *//p')"
-    xdotool mousemove $((x + 889)) $((y - 10)) click 1
+    xdotool mousemove $((x + 749)) $((y - 10)) click 1
 }
 
 # Puts the text in the place of what the field holds. Without text: the same again, for only an edited field has an OK.

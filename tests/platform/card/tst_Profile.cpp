@@ -274,7 +274,7 @@ void tst_Profile::refuses_data()
     row("no name", "menu: {items: [{text: a}]}\n", "1:1: a profile needs the key \"name\"");
     row("name is a list", "name: [a]\n", "1:7: a name for the card expected, not a list");
     row("unknown key", "name: X\nfoo: 1\n",
-        "2:1: unknown key \"foo\" in a profile. Known keys: name, menu, at-start, network");
+        "2:1: unknown key \"foo\" in a profile. Known keys: name, menu, at-start, network, operator");
     row("misspelt key", "name: X\nmenu:\n  titel: a\n",
         "3:3: unknown key \"titel\" in a menu; did you mean \"title\"? Known keys: title, help, default, items, as");
     row("misspelt key behind other letters", "name: X\nmenu: {title: \"Сло\", items: [{text: Языки, idd: 1}]}\n",

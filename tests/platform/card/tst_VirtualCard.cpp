@@ -101,6 +101,10 @@ private slots:
     void resetForgetsEverything();
     void numbersCountUpAndBeginAgain();
     void commandThatDoesNotFitIsAFault();
+    void raisedCommandIsAnnouncedByStatus();
+    void raisedCommandFollowsTheSession();
+    void resetForgetsWhatWasRaised();
+    void whatFetchCannotBringIsNotRaised();
     void refusesMalformedCommands_data();
     void refusesMalformedCommands();
     void survivesAnyBytes();
@@ -513,6 +517,46 @@ void tst_VirtualCard::commandThatDoesNotFitIsAFault()
     start();
     QCOMPARE(select(3), QByteArray("6F00"));
     QVERIFY(select(1).startsWith("91"));
+}
+
+void tst_VirtualCard::raisedCommandIsAnnouncedByStatus()
+{
+    QVERIFY(m_card->raise(bytesOf("D0098103012180 82028102")));
+    QCOMPARE(send("80F2000C00"), QByteArray("9000")); // the terminal has not told its profile yet
+    start();
+    QVERIFY(m_card->raise(bytesOf("D0098103012180 82028102")));
+    QCOMPARE(send("80F2000C00"), QByteArray("910B"));
+    QCOMPARE(send("801200000B"), QByteArray("D0098103012180820281029000"));
+    QCOMPARE(send("801400000C 810301218082028281830110"), QByteArray("9000"));
+    QCOMPARE(send("80F2000C00"), QByteArray("9000"));
+}
+
+void tst_VirtualCard::raisedCommandFollowsTheSession()
+{
+    start();
+    const QByteArray announcement = select(1);
+    fetch(announcement);
+    QVERIFY(m_card->raise(bytesOf("D0098103012180 82028102")));
+    QCOMPARE(send("80F2000C00"), QByteArray("9000")); // the session's own command is open
+    QCOMPARE(respond(Result::SessionTerminatedByUser), QByteArray("910B"));
+}
+
+void tst_VirtualCard::resetForgetsWhatWasRaised()
+{
+    start();
+    QVERIFY(m_card->raise(bytesOf("D0098103012180 82028102")));
+    m_card->reset();
+    start();
+    QCOMPARE(send("80F2000C00"), QByteArray("9000"));
+}
+
+void tst_VirtualCard::whatFetchCannotBringIsNotRaised()
+{
+    start();
+    QVERIFY(!m_card->raise({}));
+    QVERIFY(!m_card->raise(bytesOf("D00482028102")));
+    QVERIFY(!m_card->raise(bytesOf("D081FE 8103012180 82028102 8D81F204" + QByteArray("41").repeated(241))));
+    QCOMPARE(send("80F2000C00"), QByteArray("9000"));
 }
 
 void tst_VirtualCard::refusesMalformedCommands_data()

@@ -29,6 +29,7 @@ private slots:
     void contentDoesNotMoveTheWindow();
     void blocksItsParentWhileItRuns();
     void isMirroredInArabic();
+    void sheetFindsANameThatCameLate();
 
 private:
     class Frame;
@@ -264,6 +265,19 @@ void tst_ExtendDialogWindow::isMirroredInArabic()
     QVERIFY(core::setLanguage("en"));
     QTRY_COMPARE(closeAt(), atTheRight);
     QCOMPARE(opened.layoutDirection(), Qt::LeftToRight);
+}
+
+/// The content is in the frame before it gets its names, as the plug-in's is.
+void tst_ExtendDialogWindow::sheetFindsANameThatCameLate()
+{
+    qApp->setStyleSheet("#late { min-height: 77px; }");
+    m_frame->back->ensurePolished();
+    m_frame->back->setObjectName("late");
+    m_frame->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_frame));
+    const int height = m_frame->back->height();
+    qApp->setStyleSheet(QString());
+    QVERIFY2(height >= 77, qPrintable(QString::number(height)));
 }
 
 QTEST_MAIN(tst_ExtendDialogWindow)

@@ -60,9 +60,9 @@ void tst_ExchangeText::lineTellsAll()
 void tst_ExchangeText::partsStandAlone()
 {
     const SessionEntry entry = describe({Kind::Command, "SET UP MENU", {0xD0, 0x0A}});
-    QCOMPARE(entry.direction, QString("card asks"));
+    QCOMPARE(directionOf(entry.kind), QString("card asks"));
     QCOMPARE(entry.text, QString("SET UP MENU"));
-    QCOMPARE(entry.bytes, QString("D0 0A"));
+    QCOMPARE(spacedHex(entry.bytes), QString("D0 0A"));
     QCOMPARE(toLine(hostEntry("ready\nsteady")), QString("host: ready\\nsteady"));
 }
 

@@ -52,13 +52,15 @@ void tst_GlobalKeys::keysAreRelayed_data()
     QTest::addColumn<int>("modifiers");
     QTest::addColumn<int>("languages");
     QTest::addColumn<int>("devices");
+    QTest::addColumn<int>("inspectors");
     QTest::addColumn<QString>("typed");
 
-    QTest::newRow("F8") << int(Qt::Key_F8) << int(Qt::NoModifier) << 1 << 0 << "";
-    QTest::newRow("F9") << int(Qt::Key_F9) << int(Qt::NoModifier) << 0 << 1 << "";
-    QTest::newRow("another one") << int(Qt::Key_F7) << int(Qt::NoModifier) << 0 << 0 << "";
-    QTest::newRow("with a modifier") << int(Qt::Key_F8) << int(Qt::AltModifier) << 0 << 0 << "";
-    QTest::newRow("letter") << int(Qt::Key_A) << int(Qt::NoModifier) << 0 << 0 << "a";
+    QTest::newRow("F8") << int(Qt::Key_F8) << int(Qt::NoModifier) << 1 << 0 << 0 << "";
+    QTest::newRow("F9") << int(Qt::Key_F9) << int(Qt::NoModifier) << 0 << 1 << 0 << "";
+    QTest::newRow("F12") << int(Qt::Key_F12) << int(Qt::NoModifier) << 0 << 0 << 1 << "";
+    QTest::newRow("another one") << int(Qt::Key_F7) << int(Qt::NoModifier) << 0 << 0 << 0 << "";
+    QTest::newRow("with a modifier") << int(Qt::Key_F8) << int(Qt::AltModifier) << 0 << 0 << 0 << "";
+    QTest::newRow("letter") << int(Qt::Key_A) << int(Qt::NoModifier) << 0 << 0 << 0 << "a";
 }
 
 void tst_GlobalKeys::keysAreRelayed()
@@ -68,9 +70,11 @@ void tst_GlobalKeys::keysAreRelayed()
     GlobalKeys keys;
     QSignalSpy languages(&keys, &GlobalKeys::languageAsked);
     QSignalSpy devices(&keys, &GlobalKeys::deviceAsked);
+    QSignalSpy inspectors(&keys, &GlobalKeys::inspectorAsked);
     QTest::keyClick(m_window->windowHandle(), Qt::Key(key), Qt::KeyboardModifiers(modifiers));
     QTEST(languages.count(), "languages");
     QTEST(devices.count(), "devices");
+    QTEST(inspectors.count(), "inspectors");
     QTEST(m_edit->text(), "typed");
 }
 

@@ -44,26 +44,30 @@ void tst_Options::nothingGivenMeansTheDefaults()
     QVERIFY(line.options.responseLimits.empty());
     QVERIFY(!line.options.unattendedLimit);
     QVERIFY(line.options.openBrowser);
-    QCOMPARE(line.options.language, QString("en"));
+    QCOMPARE(line.options.language, QString()); // as the last time
+    QVERIFY(!line.options.isDark);
     QVERIFY(line.options.callbackOnUiThread);
     QVERIFY(!line.options.printSession);
     QVERIFY(!line.options.debugLog);
     QVERIFY(line.options.attachAtStart);
+    QVERIFY(!line.options.openInspector);
 }
 
 void tst_Options::valuesAreTaken()
 {
-    const CommandLine line =
-        parse({"--plugin", "p.so", "--profile=c.yaml", "--callback-thread", "service", "--language", "de",
-               "--print-session", "--debug-log", "--no-device", "--trace", "t.pcap", "--no-browser"});
+    const CommandLine line = parse({"--plugin", "p.so", "--profile=c.yaml", "--callback-thread", "service",
+                                    "--language", "de", "--print-session", "--debug-log", "--no-device", "--trace",
+                                    "t.pcap", "--no-browser", "--inspector", "--style", "dark"});
     QVERIFY2(line.run, qPrintable(line.message));
     QCOMPARE(line.options.pluginFile, QString("p.so"));
     QCOMPARE(line.options.profileFile, QString("c.yaml"));
     QCOMPARE(line.options.language, QString("de"));
+    QVERIFY(line.options.isDark == true);
     QVERIFY(!line.options.callbackOnUiThread);
     QVERIFY(line.options.printSession);
     QVERIFY(line.options.debugLog);
     QVERIFY(!line.options.attachAtStart);
+    QVERIFY(line.options.openInspector);
     QCOMPARE(line.options.traceFile, QString("t.pcap"));
     QVERIFY(!line.options.openBrowser);
 }
@@ -159,6 +163,7 @@ void tst_Options::mistakesAreUsageErrors_data()
     QTest::newRow("no limit for a command") << QStringList{"--response-limit", "get-input="} << "not 'get-input='";
     QTest::newRow("trace into nowhere") << QStringList{"--trace", ""} << "--trace takes the name of a file";
     QTest::newRow("thread") << QStringList{"--callback-thread", "both"} << "not 'both'";
+    QTest::newRow("style") << QStringList{"--style", "blue"} << "'light' or 'dark', not 'blue'";
     QTest::newRow("language") << QStringList{"--language", "xx"} << "one of en, de, not 'xx'";
 }
 

@@ -30,6 +30,7 @@ private slots:
     void shutDownForgetsTheLatency();
     void networkIsTheProfiles_data();
     void networkIsTheProfiles();
+    void operatorIsTheProfiles();
     void commandsThroughTheLibrary();
 
 private:
@@ -265,6 +266,14 @@ void tst_VirtualChannel::networkIsTheProfiles()
     const auto channel = sdk::openVirtualCard(profile(line + demo), nullptr);
     QVERIFY(channel);
     QTEST(channel->hasNetwork(), "network");
+}
+
+void tst_VirtualChannel::operatorIsTheProfiles()
+{
+    QCOMPARE(sdk::openVirtualCard(profile(demo), nullptr)->operatorName(), std::string());
+    const auto channel = sdk::openVirtualCard(profile(QByteArray("operator: Aurora\n") + demo), nullptr);
+    QVERIFY(channel);
+    QCOMPARE(channel->operatorName(), std::string("Aurora"));
 }
 
 void tst_VirtualChannel::commandsThroughTheLibrary()

@@ -1,0 +1,518 @@
+#include "dashboard/InspectorWindow.h"
+
+#include "dashboard/CardPanel.h"
+#include "dashboard/Session.h"
+
+#include <QAccessible>
+#include <QApplication>
+#include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDialog>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSignalSpy>
+#include <QSpinBox>
+#include <QTabBar>
+#include <QTabWidget>
+#include <QTableView>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTreeWidget>
+#include <QtCore/QFile>
+
+#include <memory>
+
+using namespace dashboard;
+
+namespace
+{
+
+/// What a user works with; the parts that such a control is made of are none.
+bool isControl(const QWidget *widget)
+{
+    const bool isOne = qobject_cast<const QAbstractButton *>(widget) || qobject_cast<const QComboBox *>(widget) ||
+                       qobject_cast<const QAbstractSpinBox *>(widget) || qobject_cast<const QLineEdit *>(widget) ||
+                       qobject_cast<const QPlainTextEdit *>(widget) || qobject_cast<const QTableView *>(widget) ||
+                       qobject_cast<const QTreeWidget *>(widget);
+    return isOne && (widget->focusPolicy() & Qt::TabFocus) &&
+           !qobject_cast<const QAbstractSpinBox *>(widget->parentWidget());
+}
+
+} // namespace
+
+class tst_InspectorWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void tableFollowsTheSession();
+    void scrolledUpTableStays();
+    void searchAndKindNarrowTheTable();
+    void chosenLineIsDecoded();
+    void clearedTableHasNoDetails();
+    void copiesTheChosenLinesAsHex();
+    void copyWithoutBytesTellsWhatToDo();
+    void savesTheSession();
+    void failedSaveTellsWhy();
+    void saveDialogLeavesTheFileItsKind();
+    void keyboardIsSharedWithAGrabber();
+    void grabOfAWindowThatIsGoneIsForgotten();
+    void formRaisesItsCommand();
+    void formAsksForWhatTheTypeHas();
+    void qualifierAndItsChoicesAgree();
+    void bytesByHandAreRaised();
+    void uselessBytesAreNotRaised();
+    void raisingWithoutACardTellsWhatToDo();
+    void cardGoesInAndOut();
+    void brokenProfileChangesNothing();
+    void otherProfileTakesItsPlace();
+    void faultsAreTold();
+    void threadAndLimitAreSet();
+    void looksAreAskedFor();
+    void everyControlHasAnAccessibleName();
+    void tabReachesEveryControl();
+
+private:
+    bool attach();
+    bool hasEntry(const QString &start) const;
+    template <typename Widget>
+    Widget *find(const char *name) const
+    {
+        Widget *widget = m_window->findChild<Widget *>(name);
+        if (!widget)
+            qFatal("the window has no %s", name);
+        return widget;
+    }
+    void add(EntryKind kind, const QString &text, const QByteArray &hex = {}, const QByteArray &answer = {});
+    void fill(int count);
+
+    QTemporaryDir m_folder;
+    std::unique_ptr<SessionModel> m_model;
+    Options m_options;
+    std::unique_ptr<Session> m_session;
+    std::unique_ptr<InspectorWindow> m_window;
+};
+
+void tst_InspectorWindow::add(EntryKind kind, const QString &text, const QByteArray &hex, const QByteArray &answer)
+{
+    const QByteArray bytes = QByteArray::fromHex(hex);
+    const QByteArray rest = QByteArray::fromHex(answer);
+    m_model->add({kind, QDateTime::currentDateTime(), text, cat::Bytes(bytes.begin(), bytes.end()),
+                  cat::Bytes(rest.begin(), rest.end())});
+}
+
+void tst_InspectorWindow::fill(int count)
+{
+    for (int i = 0; i < count; ++i)
+        add(EntryKind::Host, QString("line %1").arg(i));
+}
+
+void tst_InspectorWindow::init()
+{
+    m_model = std::make_unique<SessionModel>();
+    m_options.profileFile = m_folder.filePath("card.yaml");
+    QFile file(m_options.profileFile);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("name: Test\nmenu:\n  title: Test menu\n  items:\n    - text: One\n");
+    file.close();
+    m_session = std::make_unique<Session>(m_options);
+    connect(m_session.get(), &Session::entryAdded, m_model.get(), &SessionModel::add);
+    m_window = std::make_unique<InspectorWindow>(*m_model, *m_session);
+    m_window->open();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+}
+
+void tst_InspectorWindow::cleanup()
+{
+    m_window.reset();
+    m_session.reset();
+    m_model.reset();
+    QVERIFY(QApplication::topLevelWidgets().isEmpty());
+    QVERIFY(!QWidget::keyboardGrabber());
+}
+
+void tst_InspectorWindow::tableFollowsTheSession()
+{
+    fill(100);
+    const QScrollBar *const bar = find<QTableView>("sessionTable")->verticalScrollBar();
+    QTRY_VERIFY(bar->maximum() > 0);
+    QTRY_COMPARE(bar->value(), bar->maximum());
+}
+
+void tst_InspectorWindow::scrolledUpTableStays()
+{
+    fill(100);
+    QScrollBar *const bar = find<QTableView>("sessionTable")->verticalScrollBar();
+    QTRY_VERIFY(bar->maximum() > 0 && bar->value() == bar->maximum());
+    bar->setValue(3);
+    fill(5);
+    QCoreApplication::processEvents();
+    QCOMPARE(bar->value(), 3);
+    bar->setValue(bar->maximum());
+    fill(5);
+    QTRY_COMPARE(bar->value(), bar->maximum());
+}
+
+void tst_InspectorWindow::searchAndKindNarrowTheTable()
+{
+    add(EntryKind::Command, "SET UP MENU");
+    add(EntryKind::Response, "SET UP MENU: 00");
+    add(EntryKind::Apdu, "FETCH");
+    const QAbstractItemModel *const rows = find<QTableView>("sessionTable")->model();
+    QCOMPARE(rows->rowCount(), 2);
+    auto *kind = find<QComboBox>("kindComboBox");
+    kind->setFocus();
+    QTest::keyClick(kind, Qt::Key_Down);
+    QCOMPARE(rows->rowCount(), 3);
+    QTest::keyClicks(kind, "Answers");
+    QCOMPARE(rows->rowCount(), 1);
+    QTest::keyClick(kind, Qt::Key_Home);
+    QTest::keyClick(m_window.get(), Qt::Key_F, Qt::ControlModifier);
+    QTRY_VERIFY(find<QLineEdit>("searchLineEdit")->hasFocus());
+    QTest::keyClicks(find<QLineEdit>("searchLineEdit"), "00");
+    QCOMPARE(rows->rowCount(), 1);
+}
+
+void tst_InspectorWindow::chosenLineIsDecoded()
+{
+    add(EntryKind::Command, "DISPLAY TEXT", "D00D 8103012180 82028102 8D0204 41");
+    find<QTableView>("sessionTable")->selectRow(0);
+    auto *tree = find<QTreeWidget>("detailsTree");
+    QCOMPARE(tree->topLevelItemCount(), 1);
+    const QTreeWidgetItem *const top = tree->topLevelItem(0);
+    QCOMPARE(top->text(0), QString("D0"));
+    QCOMPARE(top->childCount(), 3);
+    QVERIFY(top->isExpanded());
+    QCOMPARE(top->child(2)->text(0), QString("8D"));
+    QCOMPARE(top->child(2)->text(1), QString("text string"));
+    QCOMPARE(top->child(2)->text(2), QString("2"));
+    QCOMPARE(top->child(2)->text(3), QString("\"A\", 8 bits"));
+    QVERIFY(find<QLineEdit>("bytesLineEdit")->text().startsWith("D0 0D 81 03"));
+    QVERIFY(find<QLineEdit>("bytesLineEdit")->isReadOnly());
+}
+
+void tst_InspectorWindow::clearedTableHasNoDetails()
+{
+    add(EntryKind::Command, "DISPLAY TEXT", "D000");
+    find<QTableView>("sessionTable")->selectRow(0);
+    QVERIFY(!find<QLineEdit>("bytesLineEdit")->text().isEmpty());
+    QTest::mouseClick(find<QPushButton>("clearButton"), Qt::LeftButton);
+    QCOMPARE(m_model->rowCount(), 0);
+    QCOMPARE(find<QTreeWidget>("detailsTree")->topLevelItemCount(), 0);
+    QCOMPARE(find<QLineEdit>("bytesLineEdit")->text(), QString());
+}
+
+void tst_InspectorWindow::copiesTheChosenLinesAsHex()
+{
+    add(EntryKind::Command, "one", "D001");
+    add(EntryKind::Host, "without bytes");
+    add(EntryKind::Response, "two", "8103");
+    auto *table = find<QTableView>("sessionTable");
+    table->setFocus();
+    table->selectAll();
+    QTest::keyClick(table, Qt::Key_C, Qt::ControlModifier);
+    QCOMPARE(QApplication::clipboard()->text(), QString("D0 01\n81 03"));
+    QVERIFY2(m_window->report().contains("2 lines"), qPrintable(m_window->report()));
+    table->clearSelection();
+    QTest::mouseClick(table->viewport(), Qt::LeftButton, Qt::NoModifier,
+                      table->visualRect(table->model()->index(2, 0)).center());
+    QTest::mouseClick(find<QPushButton>("copyButton"), Qt::LeftButton);
+    QCOMPARE(QApplication::clipboard()->text(), QString("81 03"));
+}
+
+void tst_InspectorWindow::copyWithoutBytesTellsWhatToDo()
+{
+    add(EntryKind::Host, "without bytes");
+    QApplication::clipboard()->setText("as it was");
+    m_window->copyHex();
+    QCOMPARE(QApplication::clipboard()->text(), QString("as it was"));
+    QVERIFY2(m_window->report().contains("choose a line"), qPrintable(m_window->report()));
+}
+
+/// All of it, whatever the table shows.
+void tst_InspectorWindow::savesTheSession()
+{
+    add(EntryKind::Host, "ready");
+    add(EntryKind::Apdu, "FETCH", "8012", "9000");
+    const QString name = m_folder.filePath("session.txt");
+    m_window->save(name);
+    QFile file(name);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll().count('\n'), 2);
+    QVERIFY2(m_window->report().contains(name), qPrintable(m_window->report()));
+}
+
+void tst_InspectorWindow::failedSaveTellsWhy()
+{
+    const QString name = m_folder.filePath("missing/session.pcap");
+    m_window->save(name);
+    QVERIFY2(m_window->report().contains(name), qPrintable(m_window->report()));
+    QCOMPARE(find<QLabel>("reportLabel")->text(), m_window->report());
+}
+
+void tst_InspectorWindow::saveDialogLeavesTheFileItsKind()
+{
+    QTest::keyClick(m_window.get(), Qt::Key_S, Qt::ControlModifier);
+    QTRY_VERIFY(m_window->findChild<QFileDialog *>("saveDialog"));
+    auto *dialog = m_window->findChild<QFileDialog *>("saveDialog");
+    QVERIFY(QTest::qWaitForWindowExposed(dialog));
+    dialog->setDirectory(m_folder.path());
+    auto *name = dialog->findChild<QLineEdit *>("fileNameEdit");
+    name->setText(m_folder.filePath("named"));
+    QTest::keyClick(name, Qt::Key_Return);
+    QTRY_VERIFY(QFile::exists(m_folder.filePath("named.pcap")));
+    QTRY_VERIFY(!m_window->findChild<QFileDialog *>("saveDialog"));
+}
+
+/// A modal dialog's field has grabbed the keyboard, as the plug-in's does. Keys as the window system brings them.
+void tst_InspectorWindow::keyboardIsSharedWithAGrabber()
+{
+    QWidget other;
+    QDialog dialog(&other);
+    auto *field = new QLineEdit(&dialog);
+    field->grabKeyboard();
+    other.show();
+    dialog.setWindowModality(Qt::WindowModal);
+    dialog.open();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    auto *search = find<QLineEdit>("searchLineEdit");
+    m_window->open();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    search->setFocus();
+    QTest::keyClick(m_window->windowHandle(), Qt::Key_A);
+    QCOMPARE(search->text(), QString("a"));
+    QCOMPARE(field->text(), QString());
+    QVERIFY(!QWidget::keyboardGrabber());
+
+    dialog.activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(&dialog));
+    QTest::keyClick(dialog.windowHandle(), Qt::Key_B);
+    QCOMPARE(field->text(), QString("b"));
+    QCOMPARE(QWidget::keyboardGrabber(), field);
+    field->releaseKeyboard();
+}
+
+void tst_InspectorWindow::grabOfAWindowThatIsGoneIsForgotten()
+{
+    auto dialog = std::make_unique<QDialog>();
+    auto *field = new QLineEdit(dialog.get());
+    dialog->show();
+    QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
+    field->grabKeyboard();
+    auto *search = find<QLineEdit>("searchLineEdit");
+    m_window->open();
+    search->setFocus();
+    QTest::keyClick(m_window->windowHandle(), Qt::Key_A);
+    QVERIFY(!QWidget::keyboardGrabber());
+    dialog.reset();
+    QTest::keyClick(m_window->windowHandle(), Qt::Key_B);
+    QCOMPARE(search->text(), QString("ab"));
+}
+
+bool tst_InspectorWindow::attach()
+{
+    QString error;
+    return m_session->attach(&error) && QTest::qWaitFor([this] { return !m_session->menuTitle().isEmpty(); });
+}
+
+bool tst_InspectorWindow::hasEntry(const QString &start) const
+{
+    return QTest::qWaitFor([&] {
+        for (int row = 0; row < m_model->rowCount(); ++row) {
+            if (toLine(m_model->entry(row)).startsWith(start))
+                return true;
+        }
+        return false;
+    });
+}
+
+void tst_InspectorWindow::formRaisesItsCommand()
+{
+    QVERIFY(attach());
+    find<QLineEdit>("textLineEdit")->setText("From the form");
+    QTest::mouseClick(find<QPushButton>("raiseButton"), Qt::LeftButton);
+    QVERIFY(hasEntry("host: has the card raise DISPLAY TEXT"));
+    QVERIFY(hasEntry("card asks: DISPLAY TEXT \"From the form\""));
+}
+
+void tst_InspectorWindow::formAsksForWhatTheTypeHas()
+{
+    auto *type = find<QComboBox>("typeComboBox");
+    type->setCurrentText("GET INPUT");
+    QVERIFY(find<QSpinBox>("minimumSpinBox")->isVisible());
+    QVERIFY(!find<QLineEdit>("urlLineEdit")->isVisible());
+    type->setCurrentText("LAUNCH BROWSER");
+    QVERIFY(!find<QSpinBox>("minimumSpinBox")->isVisible());
+    QVERIFY(find<QLineEdit>("urlLineEdit")->isVisible());
+    QVERIFY(find<QLabel>("commandWordsLabel")->text().startsWith("LAUNCH BROWSER"));
+}
+
+void tst_InspectorWindow::qualifierAndItsChoicesAgree()
+{
+    find<QComboBox>("typeComboBox")->setCurrentText("DISPLAY TEXT");
+    auto *qualifier = find<QSpinBox>("qualifierSpinBox");
+    const QList<QCheckBox *> boxes = m_window->findChildren<QCheckBox *>("qualifierCheckBox");
+    QCOMPARE(boxes.size(), 2);
+    QCOMPARE(qualifier->value(), 0x80);
+    QVERIFY(!boxes.at(0)->isChecked() && boxes.at(1)->isChecked());
+    boxes.at(0)->click();
+    QCOMPARE(qualifier->value(), 0x81);
+    qualifier->setValue(0x01);
+    QVERIFY(boxes.at(0)->isChecked() && !boxes.at(1)->isChecked());
+    QVERIFY(find<QPlainTextEdit>("commandBytesEdit")->toPlainText().contains("81 03 01 21 01"));
+
+    find<QComboBox>("typeComboBox")->setCurrentText("REFRESH");
+    auto *mode = find<QComboBox>("modeComboBox");
+    QVERIFY(mode->isVisible());
+    mode->setFocus();
+    QTest::keyClicks(mode, "card");
+    QCOMPARE(qualifier->value(), 4);
+}
+
+void tst_InspectorWindow::bytesByHandAreRaised()
+{
+    QVERIFY(attach());
+    find<QPlainTextEdit>("commandBytesEdit")->setPlainText("D00D 8103012180 82028102 8D0204 41");
+    QCOMPARE(find<QLabel>("commandWordsLabel")->text(), QString("DISPLAY TEXT \"A\""));
+    QTest::mouseClick(find<QPushButton>("raiseButton"), Qt::LeftButton);
+    QVERIFY(hasEntry("card asks: DISPLAY TEXT \"A\" | D0 0D"));
+}
+
+void tst_InspectorWindow::uselessBytesAreNotRaised()
+{
+    find<QPlainTextEdit>("commandBytesEdit")->setPlainText("D0 0G");
+    QVERIFY(find<QLabel>("commandWordsLabel")->text().contains("'G' at character 5"));
+    QVERIFY(!find<QPushButton>("raiseButton")->isEnabled());
+    find<QLineEdit>("textLineEdit")->setText("Form again");
+    QVERIFY(find<QPushButton>("raiseButton")->isEnabled());
+}
+
+void tst_InspectorWindow::raisingWithoutACardTellsWhatToDo()
+{
+    QTest::mouseClick(find<QPushButton>("raiseButton"), Qt::LeftButton);
+    QVERIFY2(m_window->report().contains("attach the device"), qPrintable(m_window->report()));
+}
+
+void tst_InspectorWindow::cardGoesInAndOut()
+{
+    auto *button = find<QPushButton>("insertButton");
+    QCOMPARE(button->text(), QString("&Insert card"));
+    button->click();
+    QVERIFY(m_session->isAttached());
+    QCOMPARE(button->text(), QString("Remo&ve card"));
+    button->click();
+    QVERIFY(!m_session->isAttached());
+}
+
+void tst_InspectorWindow::brokenProfileChangesNothing()
+{
+    QVERIFY(attach());
+    m_window->cardPanel()->useProfile(m_folder.filePath("missing.yaml"));
+    QVERIFY2(m_window->report().contains("missing.yaml"), qPrintable(m_window->report()));
+    QVERIFY(m_session->isAttached());
+    QCOMPARE(find<QLineEdit>("profileLineEdit")->text(), m_options.profileFile);
+}
+
+void tst_InspectorWindow::otherProfileTakesItsPlace()
+{
+    QVERIFY(attach());
+    const QString other = m_folder.filePath("other.yaml");
+    QFile file(other);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("name: Other\nmenu:\n  title: Other menu\n  items:\n    - text: One\n");
+    file.close();
+    m_window->cardPanel()->useProfile(other);
+    QTRY_COMPARE(m_session->menuTitle(), QString("Other menu"));
+    QCOMPARE(find<QLineEdit>("profileLineEdit")->text(), other);
+    QVERIFY(hasEntry("host: detaches the device"));
+}
+
+void tst_InspectorWindow::faultsAreTold()
+{
+    find<QCheckBox>("hangCheckBox")->click();
+    QVERIFY(hasEntry("host: lets the card hang"));
+    find<QCheckBox>("hangCheckBox")->click();
+    QVERIFY(hasEntry("host: lets the card answer again"));
+    find<QPushButton>("failButton")->click();
+    QVERIFY(hasEntry("host: lets the next call fail"));
+    QVERIFY(!m_window->report().isEmpty());
+}
+
+void tst_InspectorWindow::threadAndLimitAreSet()
+{
+    auto *thread = find<QComboBox>("threadComboBox");
+    QVERIFY(m_session->isCallbackOnUiThread());
+    thread->setFocus();
+    QTest::keyClick(thread, Qt::Key_Down);
+    QVERIFY(!m_session->isCallbackOnUiThread());
+
+    find<QComboBox>("limitComboBox")->setCurrentText("display-text");
+    find<QDoubleSpinBox>("limitSpinBox")->setValue(0.1);
+    find<QPushButton>("limitButton")->click();
+    QVERIFY(attach());
+    find<QPushButton>("raiseButton")->click();
+    QVERIFY(hasEntry("answer: DISPLAY TEXT: 12"));
+}
+
+void tst_InspectorWindow::looksAreAskedFor()
+{
+    QSignalSpy language(m_window->cardPanel(), &CardPanel::languageChosen);
+    QSignalSpy style(m_window->cardPanel(), &CardPanel::styleChosen);
+    auto *languages = find<QComboBox>("languageComboBox");
+    languages->setFocus();
+    QTest::keyClick(languages, Qt::Key_Down);
+    QCOMPARE(language.count(), 1);
+    QCOMPARE(language.at(0).at(0).toString(), languages->itemData(1).toString());
+    m_window->cardPanel()->showLanguage("en");
+    QCOMPARE(languages->currentIndex(), 0);
+    auto *styles = find<QComboBox>("styleComboBox");
+    styles->setFocus();
+    QTest::keyClick(styles, Qt::Key_Down);
+    QCOMPARE(style.count(), 1);
+    QCOMPARE(style.at(0).at(0).toBool(), true);
+}
+
+/// As screen readers get it: through the accessibility interfaces.
+void tst_InspectorWindow::everyControlHasAnAccessibleName()
+{
+    int controls = 0;
+    for (QWidget *widget : m_window->findChildren<QWidget *>()) {
+        if (!isControl(widget))
+            continue;
+        QAccessibleInterface *const control = QAccessible::queryAccessibleInterface(widget);
+        QVERIFY(control);
+        QVERIFY2(!control->text(QAccessible::Name).isEmpty(),
+                 qPrintable(widget->objectName() + ' ' + widget->metaObject()->className()));
+        ++controls;
+    }
+    QVERIFY2(controls > 30, qPrintable(QString::number(controls)));
+}
+
+void tst_InspectorWindow::tabReachesEveryControl()
+{
+    auto *tabs = find<QTabWidget>("toolsTabs");
+    for (int tab = 0; tab < tabs->count(); ++tab) {
+        tabs->setCurrentIndex(tab);
+        find<QTableView>("sessionTable")->setFocus();
+        QSet<QWidget *> reached;
+        for (int i = 0; i < 60; ++i) {
+            QTest::keyClick(m_window->windowHandle(), Qt::Key_Tab);
+            reached << QApplication::focusWidget();
+        }
+        for (QWidget *widget : m_window->findChildren<QWidget *>()) {
+            if (isControl(widget) && widget->isVisible() && widget->isEnabled())
+                QVERIFY2(reached.contains(widget), qPrintable(widget->objectName()));
+        }
+    }
+}
+
+QTEST_MAIN(tst_InspectorWindow)
+#include "tst_InspectorWindow.moc"
