@@ -67,9 +67,18 @@ def further(entry):
     return ", ".join(words)
 
 
+def in_order(name):
+    """The order of the programs' sources, whatever the order of the runs was; sizes by their number."""
+    base, *arguments = name.split("/")
+    bases = list(dict.fromkeys(kind for measured, floor, _ in PAIRS for kind in (floor, measured)))
+    place = bases.index(base) if base in bases else len(bases)
+    return place, base, [int(argument.split(":")[1]) for argument in arguments]
+
+
 def rows(medians):
     """Name, time, ratio, goal, more; and the share of the goal."""
-    for name, (seconds, entry) in medians.items():
+    for name in sorted(medians, key=in_order):
+        seconds, entry = medians[name]
         floor, goal = floor_of(name)
         ratio = seconds / medians[floor][0] if floor in medians else None
         share = ratio / goal if ratio else seconds / LIMITS[name] if name in LIMITS else None
