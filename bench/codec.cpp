@@ -135,7 +135,8 @@ void codecEncodeResponses(benchmark::State &state)
     std::vector<cat::Response> decoded;
     for (const cat::Bytes &bytes : responses())
         decoded.push_back(cat::decodeResponse(bytes).value());
-    run(state, decoded, sizeOf(responses()), [](const cat::Response &response) { return cat::encodeResponse(response); });
+    run(state, decoded, sizeOf(responses()),
+        [](const cat::Response &response) { return cat::encodeResponse(response); });
 }
 
 BENCHMARK(codecFloorCommands);

@@ -8,9 +8,7 @@
 namespace
 {
 
-void nowhere(QtMsgType, const QMessageLogContext &, const QString &)
-{
-}
+void nowhere(QtMsgType, const QMessageLogContext &, const QString &) {}
 
 void line(benchmark::State &state, const char *rules)
 {
