@@ -683,10 +683,11 @@ void STKDialog::onButtonClickClose()
     if (m_pExtendDlg) {
         pushCursor(Qt::ArrowCursor);
         const QPointer<STKDialog> self(this);
-        m_pExtendDlg->close(); // comes back here through the frame's close event
+        const bool bClosed = m_pExtendDlg->close(); // comes back here through the frame's close event
         if (!self)
             return;
-        if (m_pStkThread && !m_pStkThread->isRunning() && !bEnterPressed)
+        // A frame that has refused stays in use, also when the wait that it refused for has just ended.
+        if (bClosed && m_pStkThread && !m_pStkThread->isRunning() && !bEnterPressed)
             forgetWidgets();
     }
     STK_LOG_END();

@@ -25,6 +25,26 @@ const QList<int> ARROW = {int(Qt::ArrowCursor)};
 const QList<int> TWO_ARROWS = {int(Qt::ArrowCursor), int(Qt::ArrowCursor)};
 } // namespace
 
+/// Has the wait end right behind the frame's refusal to close.
+class EndBehindRefusal : public QObject
+{
+public:
+    explicit EndBehindRefusal(DialogWorld &world) : m_world(world) { m_world.frame()->installEventFilter(this); }
+
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (event->type() != QEvent::Close)
+            return false;
+        object->removeEventFilter(this);
+        object->event(event);
+        m_world.thread()->RequestStop();
+        return m_world.thread()->wait();
+    }
+
+private:
+    DialogWorld &m_world;
+};
+
 class tst_STKExtendDlg : public QObject
 {
     Q_OBJECT
@@ -54,6 +74,7 @@ private slots:
     void whileWaitingTheCloseButtonIsRefused();
     void whileWaitingTheFramesCloseIsRefused();
     void whileWaitingEscapeIsRefused();
+    void aWaitThatEndsBehindTheRefusalLeavesAUsableWindow();
     void afterTheWaitItCloses();
 
     void returnOnASelectedRowSelects_data();
@@ -332,6 +353,20 @@ void tst_STKExtendDlg::whileWaitingEscapeIsRefused()
     QCOMPARE(w.setPointers(), ALL_POINTERS);
     QCOMPARE(journal::count(GET_MAIN_MENU), 1);
     QCOMPARE(takeCursors(), ARROW);
+}
+
+void tst_STKExtendDlg::aWaitThatEndsBehindTheRefusalLeavesAUsableWindow()
+{
+    DialogWorld &w = *m_world;
+    w.startWait();
+    const EndBehindRefusal filter(w);
+    QTest::mouseClick(w.close(), Qt::LeftButton);
+    QVERIFY(!w.isWaiting());
+    QVERIFY(w.frame() && w.frame()->isVisible());
+    QCOMPARE(w.setPointers(), ALL_POINTERS);
+    const QPointer<STKExtendDlg> frame(w.frame());
+    QTest::mouseClick(w.close(), Qt::LeftButton);
+    QTRY_VERIFY(!frame);
 }
 
 void tst_STKExtendDlg::afterTheWaitItCloses()
