@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 /// What a host or a test tells the open device-service library beside the contract in sdk/MDSVStk.h. All functions may
 /// be called on any thread.
@@ -37,6 +38,28 @@ void detachDevice();
 
 /// A virtual card of the profile at `path`, or null and in `*error` "file:line:column: reason".
 std::unique_ptr<CardChannel> openVirtualCard(const std::string &path, std::string *error);
+
+/// A card by its address, or null and in `*error` what is wrong and what to do about it:
+///     pcsc                  the card in the only PC/SC reader
+///     pcsc:NAME             in the reader with NAME in its own name
+///     modem:/dev/ttyUSB2    in the modem on that serial line
+///     modem:HOST:PORT       in the modem, or a simulator of one, behind that TCP port
+///     anything else         a virtual card, of the profile at that path
+std::unique_ptr<CardChannel> openCard(const std::string &address, std::string *error);
+
+/// The card in a PC/SC reader, or null and in `*error` why not. `name` is a part of the reader's name; empty: the only
+/// reader. There need be no card in it yet.
+std::unique_ptr<CardChannel> openReader(const std::string &name, std::string *error);
+
+/// The names of the readers that there are now; none and in `*error` why not when they cannot be told.
+std::vector<std::string> listReaders(std::string *error);
+
+/// The card in a modem that takes the commands of 3GPP TS 27.007 clause 12, or null and in `*error` why not. `line` is
+/// a serial line's path or HOST:PORT. There need be no modem yet.
+std::unique_ptr<CardChannel> openModem(const std::string &line, std::string *error);
+
+/// The serial lines that there are now and that may be a modem's.
+std::vector<std::string> listModemLines();
 
 /// How long every virtual card takes for an APDU, beside what its profile says: 30 ms at first, as cards do. Callers
 /// are made for that: the STK window clears its note that the card has answered only when its request has returned, so
@@ -85,6 +108,19 @@ void setUnattendedLimit(std::chrono::milliseconds limit);
 /// name; an empty path ends it. False: nothing is written, and `*error` is "... file: reason". A file that cannot be
 /// written any more later is told once, in a note, and the session goes on.
 bool setTraceFile(const std::string &path, std::string *error);
+
+/// Where the session stands: who is to do something next.
+enum class Turn {
+    NoCard,  ///< nobody: there is no device, or no card in it
+    Rest,    ///< nobody: the card has nothing to say at the moment
+    Card,    ///< the card, or the terminal itself
+    User,    ///< the user
+    Network, ///< the network, for what the card sends
+};
+
+/// Called with where the session stands, now and whenever that changes, on the service's own thread or the caller's;
+/// empty ends it. The listener must not call into the library.
+void setTurnListener(std::function<void(Turn)> listener);
 
 /// One step of the session, for people to read.
 struct Exchange {
