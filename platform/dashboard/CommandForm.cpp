@@ -76,7 +76,7 @@ CommandForm::CommandForm(QWidget *parent) : QWidget(parent), m_layout(new QFormL
     m_bytesEdit = named(new QPlainTextEdit, "commandBytesEdit", tr("The command's bytes, in hex"));
     m_bytesEdit->setTabChangesFocus(true);
     m_bytesEdit->setFixedHeight(m_bytesEdit->fontMetrics().lineSpacing() * 4 + 10);
-    m_wordsLabel = named(plainLabel(this), "commandWordsLabel", tr("What the bytes say"));
+    m_wordsLabel = tellingLabel(this, "commandWordsLabel", tr("What the bytes say"));
     m_wordsLabel->setWordWrap(true);
     m_raiseButton = named(new QPushButton(tr("&Raise")), "raiseButton", tr("Have the card raise the command"));
     m_layout->addRow(tr("B&ytes"), m_bytesEdit);

@@ -57,10 +57,10 @@ QWidget *DashboardWindow::createHeader()
     header->setObjectName("headerFrame");
     m_signalBars = new SignalBars(header);
     m_signalBars->setObjectName("signalBars");
-    m_operatorLabel = named(plainLabel(header), "operatorLabel", tr("Operator"));
+    m_operatorLabel = tellingLabel(header, "operatorLabel", tr("Operator"));
     m_operatorLabel->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     alignOperator();
-    m_deviceLabel = named(plainLabel(header), "deviceLabel", tr("State of the device"));
+    m_deviceLabel = tellingLabel(header, "deviceLabel", tr("State of the device"));
 
     auto *layout = new QHBoxLayout(header);
     layout->setContentsMargins(20, 16, 20, 16);
@@ -89,9 +89,9 @@ QWidget *DashboardWindow::createIdleScreen()
 {
     auto *screen = new QFrame(this);
     screen->setObjectName("idleFrame");
-    m_idleCaption = named(plainLabel(screen), "idleCaptionLabel", tr("Idle screen"));
+    m_idleCaption = tellingLabel(screen, "idleCaptionLabel", tr("Idle screen"));
     m_idleCaption->setAlignment(Qt::AlignCenter);
-    m_idleLabel = named(plainLabel(screen), "idleLabel", tr("The card's text for the idle screen"));
+    m_idleLabel = tellingLabel(screen, "idleLabel", tr("The card's text for the idle screen"));
     m_idleLabel->setAlignment(Qt::AlignCenter);
     m_idleLabel->setWordWrap(true);
 

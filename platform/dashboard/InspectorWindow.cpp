@@ -86,7 +86,7 @@ InspectorWindow::InspectorWindow(SessionModel &model, Session &session) : m_mode
     splitter->addWidget(createSession());
     splitter->addWidget(createTools());
     splitter->setStretchFactor(0, 1);
-    m_reportLabel = named(plainLabel(this), "reportLabel", tr("Report"));
+    m_reportLabel = tellingLabel(this, "reportLabel", tr("Report"));
     m_reportLabel->setWordWrap(true);
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(splitter, 1);

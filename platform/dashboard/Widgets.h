@@ -25,6 +25,15 @@ inline QLabel *plainLabel(QWidget *parent, const QString &text = QString())
     return label;
 }
 
+/// The same with its name for style sheets and tests. Screen readers say the text, and `meaning` with it.
+inline QLabel *tellingLabel(QWidget *parent, const char *objectName, const QString &meaning)
+{
+    QLabel *const label = plainLabel(parent);
+    label->setObjectName(objectName);
+    label->setAccessibleDescription(meaning);
+    return label;
+}
+
 /// A label whose mnemonic leads to `buddy`.
 inline QLabel *labelFor(QWidget *buddy, const QString &text)
 {

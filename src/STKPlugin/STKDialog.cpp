@@ -594,6 +594,7 @@ void STKDialog::showSubMenu()
 
 void STKDialog::fillTable(const StkMenuItems &menu)
 {
+    m_pTableWidget->setAccessibleName(menu.strTitle); // what screen readers say of the list
     m_pTableWidget->setRowCount(menu.pItemList->size());
     for (int i = 0; i < menu.pItemList->size(); ++i) {
         const StkItemClass &item = menu.pItemList->at(i);
@@ -819,6 +820,7 @@ int STKDialog::showTimeMessageBox(QString strText)
     pBox->setIcon(QMessageBox::NoIcon);
     pBox->setTextFormat(Qt::PlainText); // card text is data, never markup
     pBox->setText(strText);
+    pFrame->setAccessibleName(strText); // without a title there is nothing else to say of the window
     QApplication::beep();
     m_pMsgBtnOk = pBox->addButton(frameText("IDS_OK"), QMessageBox::YesRole);
     m_pMsgBtnCancel = pBox->addButton(frameText("IDS_CANCEL"), QMessageBox::RejectRole);

@@ -328,6 +328,7 @@ void STKInputDlg::setInitSetting()
     }
     m_pLabelText->setTextFormat(Qt::PlainText); // card text is data, never markup
     m_pLabelText->setText(m_stInKeyRequest.strPrompt);
+    m_pLineEditInput->setAccessibleName(m_stInKeyRequest.strPrompt); // what screen readers say of the field
     m_pLineEditInput->setMaxLength(m_stInKeyRequest.nMaxLen);
     m_pLineEditInput->activateWindow();
     m_pLineEditInput->setEchoMode(m_stInKeyRequest.nEcho ? QLineEdit::Normal : QLineEdit::Password);

@@ -294,11 +294,14 @@ void tst_DashboardWindow::longTitleIsCut()
 
 void tst_DashboardWindow::everyControlHasANameToRead()
 {
-    for (const char *name : {"signalBars", "simToolkitButton", "deviceButton", "inspectorButton", "languageComboBox",
-                             "operatorLabel", "deviceLabel", "idleLabel"}) {
-        QAccessibleInterface *const control = QAccessible::queryAccessibleInterface(find<QWidget>(name));
-        QVERIFY2(control && !control->text(QAccessible::Name).isEmpty(), name);
-    }
+    const auto nameOf = [this](const char *name) {
+        QAccessibleInterface *const part = QAccessible::queryAccessibleInterface(find<QWidget>(name));
+        return part ? part->text(QAccessible::Name) : QString();
+    };
+    for (const char *name : {"signalBars", "simToolkitButton", "deviceButton", "inspectorButton", "languageComboBox"})
+        QVERIFY2(!nameOf(name).isEmpty(), name);
+    for (const char *name : {"operatorLabel", "deviceLabel", "idleCaptionLabel"})
+        QCOMPARE(nameOf(name), find<QLabel>(name)->text());
 }
 
 void tst_DashboardWindow::openDialogsAreClosed()
