@@ -264,9 +264,9 @@ Fault checkNothing(const Parsing &)
 Fault checkTimerManagement(const Parsing &parsing)
 {
     const Command &command = parsing.command;
-    if (command.details.qualifier > static_cast<std::uint8_t>(TimerAction::GetValue))
+    if (command.timerAction() > TimerAction::GetValue)
         return contradiction("the qualifier asks for nothing that can be done to a timer");
-    if (command.details.qualifier != static_cast<std::uint8_t>(TimerAction::Start))
+    if (command.timerAction() != TimerAction::Start)
         return {};
     if (!command.timerValue)
         return {Result::ValuesMissing, "timer value is missing"};

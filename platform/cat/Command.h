@@ -209,6 +209,8 @@ struct Command {
     bool isPacked() const { return bit(CommandType::GetInput, 0x08); }
     /// SEND SHORT MESSAGE: the text has 8 bits for each character and must be packed before it is sent.
     bool isPackingRequired() const { return bit(CommandType::SendShortMessage, 0x01); }
+    /// TIMER MANAGEMENT: what is done to the timer.
+    TimerAction timerAction() const { return static_cast<TimerAction>(details.qualifier & 0x03); }
     /// PLAY TONE: vibrates as well, where that is possible.
     bool isVibrating() const { return bit(CommandType::PlayTone, 0x01); }
     /// SET UP MENU, SELECT ITEM: choosing with soft keys is preferred.
