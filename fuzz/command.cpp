@@ -49,7 +49,8 @@ void checkCommand(cat::ByteView data)
     const cat::DecodedCommand decoded = cat::decodeCommand(data);
     const bool isGood = decoded.result == Result::Performed;
     expect(isGood == decoded.reason.empty(), "there is a reason exactly when the command is refused");
-    expect(isOneLine(decoded.reason), "the reason is on one line");
+    expect(isOneLine(decoded.reason) && isOneLine(decoded.command.leftOut), "words are on one line");
+    expect(isGood || !decoded.command.isPartial(), "nothing is left out of a command that is refused");
     expect(decoded.detailsKnown || !isGood, "a command without details is refused");
     if (decoded.detailsKnown)
         checkRefusal(decoded);

@@ -103,6 +103,8 @@ private:
         expect(isSame(response->details, world->owed->command.details), "it repeats the command details");
         if (world->owed->result != cat::Result::Performed)
             expect(response->result == world->owed->result, "it has the result that the command calls for");
+        expect(response->result != cat::Result::Performed || !world->owed->command.isPartial(),
+               "it tells that something was left out");
         world->owed.reset();
     }
 

@@ -136,6 +136,7 @@ private slots:
     void ofRepeatedObjectsTheFirstCounts();
     void unknownObjectsGoByTheirFlag_data() { addFullCommands(); }
     void unknownObjectsGoByTheirFlag();
+    void whatIsLeftOutLeavesNothingBehind();
 };
 
 void tst_Objects::everyObjectBothWays()
@@ -585,6 +586,19 @@ void tst_Objects::unknownObjectsGoByTheirFlag()
             QVERIFY2(decode(hex).detailsKnown, unknown);
         }
     }
+}
+
+void tst_Objects::whatIsLeftOutLeavesNothingBehind()
+{
+    const Command text = decode(textHead + "8D020441 2B0100 1E0101 040103").command;
+    QVERIFY(text.isPartial());
+    QVERIFY(text.text && !text.immediateResponse && !text.icon && !text.duration);
+    const Command input = decode(inputHead + "8D020441 91020008 17022441").command;
+    QVERIFY(input.isPartial());
+    QVERIFY(input.text && !input.defaultText);
+    const Command tone = decode(toneHead + "050181 0E020111").command;
+    QVERIFY(tone.isPartial());
+    QVERIFY(!tone.alphaId && !tone.tone);
 }
 
 QTEST_APPLESS_MAIN(tst_Objects)
