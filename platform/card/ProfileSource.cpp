@@ -3,10 +3,13 @@
 #include "card/Profile.h"
 #include "cat/Text.h"
 
+#include <yaml-cpp/eventhandler.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 namespace card
 {
@@ -17,6 +20,23 @@ namespace
 constexpr std::uintmax_t largestFile = std::uintmax_t{1024} * 1024;
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 constexpr std::size_t nearestWord = 2; ///< how many characters of a misspelt key may be wrong
+
+/// Where a document begins.
+class DocumentStart : public YAML::EventHandler
+{
+public:
+    YAML::Mark mark = YAML::Mark::null_mark();
+
+    void OnDocumentStart(const YAML::Mark &at) override { mark = at; }
+    void OnDocumentEnd() override {}
+    void OnNull(const YAML::Mark &, YAML::anchor_t) override {}
+    void OnAlias(const YAML::Mark &, YAML::anchor_t) override {}
+    void OnScalar(const YAML::Mark &, const std::string &, YAML::anchor_t, const std::string &) override {}
+    void OnSequenceStart(const YAML::Mark &, const std::string &, YAML::anchor_t, YAML::EmitterStyle::value) override {}
+    void OnSequenceEnd() override {}
+    void OnMapStart(const YAML::Mark &, const std::string &, YAML::anchor_t, YAML::EmitterStyle::value) override {}
+    void OnMapEnd() override {}
+};
 
 } // namespace
 
@@ -79,16 +99,22 @@ void ProfileSource::checkCharacters() const
              "control character in the file; remove it");
 }
 
+/// Not through YAML::LoadAll: where nothing can begin, as at a comma, it finds empty documents without end.
 YAML::Node ProfileSource::document()
 {
     readFile();
     checkCharacters();
-    const std::vector<YAML::Node> documents = YAML::LoadAll(m_text);
-    if (documents.empty())
+    std::istringstream stream(m_text);
+    YAML::Parser parser(stream);
+    DocumentStart first;
+    if (!parser.HandleNextDocument(first))
         fail(Position{1, 1}, "the file is empty; expected a map with name and menu");
-    if (documents.size() > 1)
-        fail(documents[1].Mark(), "a second document begins here; a profile is a single one");
-    return documents.front();
+    DocumentStart second;
+    if (parser.HandleNextDocument(second))
+        fail(second.mark, second.mark.pos == first.mark.pos
+                              ? "this is not YAML: nothing begins with this character"
+                              : "a second document begins here; a profile is a single one");
+    return YAML::Load(m_text);
 }
 
 std::string ProfileSource::keyOf(const YAML::Node &key, const std::string &what) const

@@ -190,7 +190,7 @@ Fault contradiction(const char *reason)
     return {Result::DataNotUnderstood, reason};
 }
 
-/// An icon goes with a text and never stands alone (ETSI TS 102 223 clause 6.5.4).
+/// An icon goes with a text that is not empty (ETSI TS 102 223 clause 6.5.4).
 Fault checkText(const Parsing &parsing)
 {
     const Command &command = parsing.command;
@@ -220,12 +220,12 @@ Fault checkSetUpMenu(const Parsing &parsing)
 {
     if (parsing.nullItems > 0 && parsing.nullItems + parsing.command.items.size() > 1)
         return contradiction("an empty item, which takes the menu away, is not the only item");
-    return {};
+    return checkAlpha(parsing);
 }
 
 Fault checkSelectItem(const Parsing &parsing)
 {
-    return parsing.nullItems > 0 ? contradiction("an item is empty") : Fault();
+    return parsing.nullItems > 0 ? contradiction("an item is empty") : checkAlpha(parsing);
 }
 
 Fault checkSendShortMessage(const Parsing &parsing)
@@ -283,10 +283,10 @@ struct CommandRow {
 
     const ObjectUse *begin() const { return uses; }
     const ObjectUse *end() const { return uses + useCount; }
-    const DataObject *find(Tag tag) const
+    const ObjectUse *find(Tag tag) const
     {
         const auto use = std::find_if(begin(), end(), [tag](const ObjectUse &u) { return u.object->tag == tag; });
-        return use == end() ? nullptr : use->object;
+        return use == end() ? nullptr : use;
     }
 };
 
@@ -344,39 +344,69 @@ void readHead(ByteView objects, DecodedCommand *decoded)
         parseDevices(devices->value, &command.source, &command.destination);
 }
 
+/// Why `pdu` does not begin like a proactive command.
+std::string headFault(ByteView pdu)
+{
+    if (pdu.empty())
+        return "it has no bytes";
+    if (pdu[0] != static_cast<std::uint8_t>(BerTag::ProactiveCommand))
+        return "its tag is " + toHex(ByteView(pdu.data, 1)) + " and not D0";
+    return "the length behind its tag D0 cannot be read";
+}
+
 /// The tags of a command's own objects have one byte.
 using SeenTags = std::bitset<0x80>;
 
-Fault readObject(const CommandRow &row, const TlvObject &object, SeenTags *seen, Parsing *parsing)
+/// What is wrong with an object of the command; empty: nothing.
+std::string takeObject(const DataObject &how, const TlvObject &object, SeenTags *seen, Parsing *parsing)
 {
-    const DataObject *how = row.find(object.tag);
-    if (!how && object.comprehension)
-        return {Result::DataNotUnderstood, "object with tag " + std::to_string(static_cast<unsigned int>(object.tag)) +
-                                               " must be understood, but does not belong to " + commandName(row.type)};
-    if (!how)
-        return {};
     const auto tag = static_cast<std::size_t>(object.tag);
-    if (seen->test(tag) && !how->repeats)
+    if (seen->test(tag) && !how.repeats)
         return {};
     seen->set(tag);
-    if (!how->parse)
+    if (!how.parse)
         appendObject(&parsing->command.otherObjects, object.tag, object.comprehension, object.value);
-    else if (!how->parse(object.value, parsing))
-        return {Result::DataNotUnderstood, std::string(how->name) + " " + toHex(object.value) + " is malformed"};
+    else if (!how.parse(object.value, parsing))
+        return std::string(how.name) + ' ' + toHex(object.value) + " is malformed";
     return {};
 }
 
-Fault readObjects(const CommandRow &row, ByteView objects, Parsing *parsing)
+std::string strangeObject(const CommandRow &row, const TlvObject &object)
 {
+    return "object with tag " + std::to_string(static_cast<unsigned int>(object.tag)) +
+           (object.comprehension ? " must be understood, but" : "") + " does not belong to " + commandName(row.type);
+}
+
+/// Whether an object that is not understood may be left out (ETSI TS 102 223 clause 6.10).
+bool mayBeLeftOut(const ObjectUse *use, const TlvObject &object)
+{
+    return !object.comprehension && !(use && use->mandatory);
+}
+
+std::string placed(const std::string &problem, const std::uint8_t *place, ByteView pdu)
+{
+    return problem + ", at offset " + std::to_string(place - pdu.data);
+}
+
+Fault readObjects(const CommandRow &row, ByteView objects, ByteView pdu, Parsing *parsing)
+{
+    std::string &leftOut = parsing->command.leftOut;
     SeenTags seen;
     TlvReader reader(objects);
+    const std::uint8_t *place = reader.rest().data;
     while (const std::optional<TlvObject> object = reader.next()) {
-        Fault fault = readObject(row, *object, &seen, parsing);
-        if (!fault.reason.empty())
-            return fault;
+        const ObjectUse *const use = row.find(object->tag);
+        std::string problem = use ? takeObject(*use->object, *object, &seen, parsing) : strangeObject(row, *object);
+        if (!problem.empty()) {
+            problem = placed(problem, place, pdu);
+            if (!mayBeLeftOut(use, *object))
+                return {Result::DataNotUnderstood, problem};
+            leftOut += (leftOut.empty() ? "" : "; ") + problem;
+        }
+        place = reader.rest().data;
     }
     if (reader.malformed())
-        return {Result::DataNotUnderstood, "a data object is cut off or has no readable length"};
+        return {Result::DataNotUnderstood, placed("a data object is cut off or has no readable length", place, pdu)};
     for (const ObjectUse &use : row) {
         if (use.mandatory && !seen.test(static_cast<std::size_t>(use.object->tag)))
             return {Result::ValuesMissing, std::string(use.object->name) + " is missing"};
@@ -400,12 +430,12 @@ Fault checkCommand(const CommandRow &row, const Parsing &parsing)
     return row.check(parsing);
 }
 
-void readBody(const CommandRow &row, const BerObject &ber, DecodedCommand *decoded)
+void readBody(const CommandRow &row, const BerObject &ber, ByteView pdu, DecodedCommand *decoded)
 {
     Parsing parsing;
-    Fault fault = readObjects(row, ber.value, &parsing);
+    Fault fault = readObjects(row, ber.value, pdu, &parsing);
     if (fault.reason.empty() && !ber.complete)
-        fault = {Result::DataNotUnderstood, "the command is shorter than its length says"};
+        fault = contradiction("the command is shorter than its length says");
     if (fault.reason.empty())
         fault = checkCommand(row, parsing);
     if (fault.reason.empty())
@@ -438,7 +468,7 @@ DecodedCommand decodeCommand(ByteView pdu)
     DecodedCommand decoded;
     const std::optional<BerObject> ber = readBer(pdu);
     if (!ber || ber->tag != static_cast<std::uint8_t>(BerTag::ProactiveCommand)) {
-        refuse(&decoded, Result::DataNotUnderstood, "not a proactive command");
+        refuse(&decoded, Result::DataNotUnderstood, "not a proactive command, " + headFault(pdu));
         return decoded;
     }
     readHead(ber->value, &decoded);
@@ -446,7 +476,7 @@ DecodedCommand decodeCommand(ByteView pdu)
     if (!decoded.detailsKnown)
         refuse(&decoded, Result::ValuesMissing, "command details are missing or malformed");
     else if (const CommandRow *row = commandRow(type))
-        readBody(*row, *ber, &decoded);
+        readBody(*row, *ber, pdu, &decoded);
     else if (isNamed(type))
         refuse(&decoded, Result::BeyondCapabilities, commandName(type) + " is not supported");
     else

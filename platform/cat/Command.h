@@ -187,6 +187,11 @@ struct Command {
     std::vector<Item> items;                 ///< at most 255
     std::optional<std::uint8_t> defaultItem; ///< identifier of the item to begin with (clause 8.10)
     Bytes otherObjects; ///< data objects that belong to the command and are not read here, whole and in their order
+    /// Data objects that were not understood and need not be, in words with their places; not written again.
+    std::string leftOut;
+
+    /// Something was left out: when all else is performed, the card is told that information was missing (clause 8.12).
+    bool isPartial() const { return !leftOut.empty(); }
 
     // What the qualifier says (clause 8.6); false for a command in which the bit means nothing of the kind.
 
@@ -244,9 +249,11 @@ struct DecodedCommand {
     bool detailsKnown = false;
 };
 
-/// Decodes the BER-TLV object that FETCH brings (tag D0). Never reads outside `pdu` and never throws; data objects with
-/// the comprehension flag that are not known give DataNotUnderstood, missing mandatory ones ValuesMissing, a command
-/// type without a row in the table BeyondCapabilities or TypeNotUnderstood.
+/// Decodes the BER-TLV object that FETCH brings (tag D0). Never reads outside `pdu` and never throws. Data objects that
+/// are not understood (clause 6.10: unknown, of another command, malformed) give DataNotUnderstood when they have the
+/// comprehension flag or the command needs them, and are left out otherwise; of one that comes again the first counts.
+/// Missing mandatory ones give ValuesMissing, a command type without a row in the table BeyondCapabilities or
+/// TypeNotUnderstood. Reasons name the place as an offset from the tag D0.
 DecodedCommand decodeCommand(ByteView pdu);
 
 /// The BER-TLV object for FETCH. A text keeps its coding, or takes UCS2 where that cannot hold it; alpha identifiers

@@ -192,7 +192,7 @@ void writeCommandDuration(const Command &command, const ObjectHead &head, Bytes 
 
 bool parseImmediateResponse(ByteView value, Parsing *parsing)
 {
-    parsing->command.immediateResponse = true;
+    parsing->command.immediateResponse = value.empty();
     return value.empty();
 }
 

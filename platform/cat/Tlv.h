@@ -88,6 +88,9 @@ public:
     /// True when next() stopped before the end: the rest is cut off or has no readable length.
     bool malformed() const { return m_malformed; }
 
+    /// What next() has not read yet.
+    ByteView rest() const { return m_rest; }
+
 private:
     ByteView m_rest;
     bool m_malformed = false;

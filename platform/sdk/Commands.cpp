@@ -89,7 +89,7 @@ cat::Response responseTo(const cat::Command &command, Result result)
 {
     cat::Response response;
     response.details = command.details;
-    response.result = result;
+    response.result = result == Result::Performed && command.isPartial() ? Result::PerformedMissingInformation : result;
     return response;
 }
 

@@ -91,7 +91,8 @@ std::string describe(const cat::DecodedCommand &decoded)
     std::string text = cat::commandName(decoded.command.details.type);
     if (decoded.result != cat::Result::Performed)
         return text + ": " + decoded.reason;
-    return text + wordsOf(decoded.command);
+    return text + wordsOf(decoded.command) + (decoded.command.isPartial() ? "; left out: " : "") +
+           decoded.command.leftOut;
 }
 
 std::string describe(const cat::Response &response, const cat::Command &command)

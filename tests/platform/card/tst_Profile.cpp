@@ -270,7 +270,9 @@ void tst_Profile::refuses_data()
     row("unknown anchor", "name: *x\n", "1:7: this is not YAML");
     row("tabulator as indentation", "name: X\nmenu:\n\ttitle: a\n", "3:7: this is not YAML");
     row("brackets without end", "name: X\nmenu: " + QByteArray(5000, '['), "2:");
-    row("two documents", "name: X\n---\nname: Y\n", "3:1: a second document begins here");
+    row("two documents", "name: X\n---\nname: Y\n", "2:1: a second document begins here");
+    row("comma in front", ",name: X\n", "1:1: this is not YAML: nothing begins with this character");
+    row("comma behind the map", "name: X\n, Y\n", "2:1: this is not YAML");
     row("no name", "menu: {items: [{text: a}]}\n", "1:1: a profile needs the key \"name\"");
     row("name is a list", "name: [a]\n", "1:7: a name for the card expected, not a list");
     row("unknown key", "name: X\nfoo: 1\n",

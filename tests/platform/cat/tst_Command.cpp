@@ -123,6 +123,8 @@ void tst_Command::decodes_data()
     QTest::newRow("select item with text attributes") << selectWithAttributes << "Toolkit Select 1: 1=Item 1 2=Item 2";
     QTest::newRow("select item with next actions")
         << selectWithNextActions << "Toolkit Select: 1=Item 1 2=Item 2 3=Item 3";
+    QTest::newRow("an identifier that two items have") << wrapped(menuHead + title + item + "8F020143") << "A: 1=B 1=C";
+    QTest::newRow("items without texts") << wrapped(menuHead + title + "8F0101 8F0102") << "A: 1= 2=";
     QTest::newRow("texts with a page, coding 81")
         << selectWithPage << QString::fromUtf8("81ル0: 1=81ル1 2=81ル2 3=81ル3");
     QTest::newRow("texts with a base, coding 82")
@@ -199,17 +201,37 @@ void tst_Command::removalHasNoItems()
 void tst_Command::toleratesWhatItMayIgnore_data()
 {
     QTest::addColumn<QByteArray>("hex");
+    QTest::addColumn<QString>("leftOut");
     const QByteArray good = menuHead + title + item;
-    QTest::newRow("tags without comprehension flag") << wrapped("0103012500 02028182 050141 0F020142");
-    QTest::newRow("unknown object without flag") << wrapped(good + "6E0101");
-    QTest::newRow("unknown object in front") << wrapped("6E0101" + good);
-    QTest::newRow("unknown object with a tag of three bytes") << wrapped(good + "7F01230101");
-    QTest::newRow("object of another command without flag") << wrapped(good + "100101");
-    QTest::newRow("repeated title: the first counts") << wrapped(good + "850143");
-    QTest::newRow("repeated details: the first count") << wrapped(good + "8103022400");
-    QTest::newRow("objects in another order") << wrapped(item + title + menuHead);
-    QTest::newRow("bytes behind the command") << wrapped(good) + "FFFFFF";
-    QTest::newRow("length form longer than needed") << "D08110" + QByteArray(good).replace(" ", "");
+    const QByteArray bare = QByteArray(good).replace(" ", "");
+    const auto row = [](const char *name, const QByteArray &hex, const char *leftOut = "") {
+        QTest::newRow(name) << hex << leftOut;
+    };
+    row("tags without comprehension flag", wrapped("0103012500 02028182 050141 0F020142"));
+    row("unknown object without flag", wrapped(good + "6E0101"),
+        "object with tag 110 does not belong to SET UP MENU, at offset 18");
+    row("unknown object in front", wrapped("6E0101" + good),
+        "object with tag 110 does not belong to SET UP MENU, at offset 2");
+    row("unknown objects in two places", wrapped("6E0101" + good + "6D00"),
+        "object with tag 110 does not belong to SET UP MENU, at offset 2; "
+        "object with tag 109 does not belong to SET UP MENU, at offset 21");
+    row("unknown object with a tag of three bytes", wrapped(good + "7F01230101"),
+        "object with tag 291 does not belong to SET UP MENU, at offset 18");
+    row("object of another command without flag", wrapped(good + "100101"),
+        "object with tag 16 does not belong to SET UP MENU, at offset 18");
+    row("icon of one byte without flag", wrapped(good + "1E0101"), "icon identifier 01 is malformed, at offset 18");
+    row("icon of one byte without flag: the next does not count", wrapped(good + "1E0101 1E020101"),
+        "icon identifier 01 is malformed, at offset 18");
+    row("repeated title: the first counts", wrapped(good + "850143"));
+    row("repeated details: the first count", wrapped(good + "8103022400"));
+    row("repeated details: the second are malformed", wrapped(good + "8100"));
+    row("repeated devices: the first count", wrapped(good + "82028102"));
+    row("objects in another order", wrapped(item + title + menuHead));
+    row("bytes behind the command", wrapped(good) + "FFFFFF");
+    row("length 81, longer than needed", "D08110" + bare);
+    row("length 82, longer than needed", "D0820010" + bare);
+    row("length 83, longer than needed", "D083000010" + bare);
+    row("lengths 81, 82 and 83 inside", wrapped("8181030125 00 8282000281 82 85830000 0141" + item));
 }
 
 void tst_Command::toleratesWhatItMayIgnore()
@@ -218,6 +240,9 @@ void tst_Command::toleratesWhatItMayIgnore()
     const cat::DecodedCommand decoded = cat::decodeCommand(bytesOf(hex));
     QVERIFY2(decoded.result == Result::Performed, decoded.reason.c_str());
     QCOMPARE(show(decoded.command), QString("A: 1=B"));
+    QTEST(QString::fromStdString(decoded.command.leftOut), "leftOut");
+    QCOMPARE(decoded.command.isPartial(), !decoded.command.leftOut.empty());
+    QVERIFY(!decoded.command.icon);
     QVERIFY(decoded.command.details.type == CommandType::SetUpMenu);
     QCOMPARE(int(decoded.command.details.number), 1);
     QVERIFY(!decoded.command.defaultItem);
@@ -253,7 +278,19 @@ void tst_Command::refuses_data()
     row("from the terminal to itself", wrapped("8103012500 82028282" + title + item), Result::DataNotUnderstood,
         "82 to 82");
     row("to the display", wrapped("8103012500 82028102" + title + item), Result::DataNotUnderstood, "81 to 02");
-    row("last object cut off", wrapped(good + "8F0501"), Result::DataNotUnderstood, "cut off");
+    row("last object cut off", wrapped(good + "8F0501"), Result::DataNotUnderstood,
+        "cut off or has no readable length, at offset 18");
+    row("object without a length", wrapped(good + "8F"), Result::DataNotUnderstood, "cut off");
+    row("object of indefinite length", wrapped(good + "8F80"), Result::DataNotUnderstood, "at offset 18");
+    row("object with a length of four bytes", wrapped(good + "8F8400000000"), Result::DataNotUnderstood,
+        "at offset 18");
+    row("object with half a length", wrapped(good + "8F82"), Result::DataNotUnderstood, "at offset 18");
+    row("object longer than any command", wrapped(good + "8F83FFFFFF"), Result::DataNotUnderstood, "at offset 18");
+    row("unknown object cut off", wrapped(good + "6E0501"), Result::DataNotUnderstood, "at offset 18");
+    row("tag of three bytes cut off", wrapped(good + "7F01"), Result::DataNotUnderstood, "at offset 18");
+    row("malformed item without flag", wrapped(menuHead + title + "0F020042"), Result::DataNotUnderstood, "item 0042");
+    row("shorter than its length, which is long", "D082FFFF" + QByteArray(good).replace(" ", ""),
+        Result::DataNotUnderstood, "shorter");
     row("shorter than its length", "D020" + QByteArray(good).replace(" ", ""), Result::DataNotUnderstood, "shorter");
     row("a command without a row", wrapped("8103013300 82028182"), Result::BeyondCapabilities, "GET READER STATUS");
     // Commands that need no user (ETSI TS 102 223 clauses 6.6.5, 6.6.15, 6.6.16, 6.6.21 and 6.6.25).
@@ -289,24 +326,36 @@ void tst_Command::refuses()
 void tst_Command::unreadableDetailsGetNoResponse_data()
 {
     QTest::addColumn<QByteArray>("hex");
-    QTest::newRow("nothing") << QByteArray();
-    QTest::newRow("only a tag") << QByteArray("D0");
-    QTest::newRow("empty command") << QByteArray("D000");
-    QTest::newRow("another BER-TLV object") << QByteArray("D1") + menuWithHelp.mid(2);
-    QTest::newRow("details missing") << wrapped("82028182" + title + item);
-    QTest::newRow("details of two bytes") << wrapped("81020125 82028182" + title + item);
-    QTest::newRow("details of four bytes") << wrapped("810401250000 82028182" + title + item);
-    QTest::newRow("details cut off") << QByteArray("D0098103");
-    QTest::newRow("details behind an unreadable object") << wrapped("0580 8103012500");
+    QTest::addColumn<QString>("reason"); // a part of it
+    const auto row = [](const char *name, const QByteArray &hex, const char *reason) {
+        QTest::newRow(name) << hex << reason;
+    };
+    row("nothing", "", "it has no bytes");
+    row("only a tag", "D0", "the length behind its tag D0 cannot be read");
+    row("length cut off", "D081", "the length");
+    row("indefinite length", "D080" + menuWithHelp.mid(4) + "0000", "the length");
+    row("length of four bytes", "D0840000003B" + menuWithHelp.mid(4), "the length");
+    row("empty command", "D000", "command details are missing");
+    row("another BER-TLV object", "D1" + menuWithHelp.mid(2), "its tag is D1 and not D0");
+    row("no BER-TLV object around it", menuWithHelp.mid(4), "its tag is 81 and not D0");
+    row("details missing", wrapped("82028182" + title + item), "command details");
+    row("details of no bytes", wrapped("8100 82028182" + title + item), "command details");
+    row("details of two bytes", wrapped("81020125 82028182" + title + item), "command details");
+    row("details of four bytes", wrapped("810401250000 82028182" + title + item), "command details");
+    row("malformed details in front of good ones", wrapped("81020125 8103012500 82028182" + title + item),
+        "command details");
+    row("details cut off", "D0098103", "command details");
+    row("details behind an unreadable object", wrapped("0580 8103012500"), "command details");
 }
 
 void tst_Command::unreadableDetailsGetNoResponse()
 {
     QFETCH(QByteArray, hex);
     const cat::DecodedCommand decoded = cat::decodeCommand(bytesOf(hex));
+    QFETCH(QString, reason);
     QVERIFY(!decoded.detailsKnown);
     QVERIFY(decoded.result != Result::Performed);
-    QVERIFY(!decoded.reason.empty());
+    QVERIFY2(QString::fromStdString(decoded.reason).contains(reason), decoded.reason.c_str());
 }
 
 void tst_Command::refusedCommandKeepsItsDetails()

@@ -155,6 +155,12 @@ void tst_Explain::whatIsNoObjectIsTold_data()
     QTest::newRow("bytes behind a command")
         << QByteArray("D003 830100 FFFF")
         << "D0 proactive command 3: [83 result 1: command performed successfully];  no data object 2: FFFF";
+    QTest::newRow("command of indefinite length")
+        << QByteArray("D080 830100 0000") << " no data object 7: D0808301000000";
+    QTest::newRow("object of indefinite length")
+        << QByteArray("D007 830100 8D800000")
+        << "D0 proactive command 7: [83 result 1: command performed successfully;  "
+           "no data object 4: 8D800000]";
     QTest::newRow("command without a length") << QByteArray("D0") << " no data object 1: D0";
 }
 

@@ -144,6 +144,13 @@ private slots:
     void leavesOutObjectsOfOtherCommands();
     void onlyAMenuIsWrittenWithAnEmptyItem_data();
     void onlyAMenuIsWrittenWithAnEmptyItem();
+    void emptyObjectsGoByTheirFlag_data() { addFullCommands(); }
+    void emptyObjectsGoByTheirFlag();
+    void ofRepeatedObjectsTheFirstCounts_data() { addFullCommands(); }
+    void ofRepeatedObjectsTheFirstCounts();
+    void unknownObjectsGoByTheirFlag_data() { addFullCommands(); }
+    void unknownObjectsGoByTheirFlag();
+    void whatIsLeftOutLeavesNothingBehind();
 };
 
 void tst_Objects::everyObjectBothWays()
@@ -287,7 +294,6 @@ void tst_Objects::refusesMalformedObjects_data()
     row("response length of one byte", inputHead + text + "910105", "response length 05");
     row("shortest response longer than the longest", inputHead + text + "91020504", "longer");
     row("response length is missing", inputHead + text, "response length is missing", Result::ValuesMissing);
-    row("default text in a compressed coding", inputHead + text + "91020008 17022441", "default text");
     row("default text in a key prompt, with flag", keyHead + text + "97020441", "tag 23");
     row("tone of two bytes", toneHead + "8E020111", "tone 0111");
     row("tone without a value", toneHead + "8E00", "tone");
@@ -306,6 +312,19 @@ void tst_Objects::refusesMalformedObjects_data()
     row("USSD string with a user data header", ussdHead + "8A029441", "USSD string");
     row("USSD string of another protocol", ussdHead + "8A02E041", "USSD string");
     row("empty SMS TPDU", "8103011300 82028183 8B00", "TPDU");
+    row("duration without a value", keyHead + text + "8400", "duration  is malformed, at offset");
+    row("response length without a value", inputHead + text + "9100", "response length  is malformed");
+    row("icon without a value", textHead + text + "9E00", "icon identifier  is malformed");
+    row("devices without a value", "8103012180 8200" + text, "device identities  is malformed");
+    row("devices of three bytes", "8103012180 8203810200" + text, "device identities 810200");
+    row("devices that nobody knows", "8103012180 8202FFEE" + text, "from device FF to EE");
+    row("default text in a compressed coding, with flag", inputHead + text + "91020008 97022441", "default text 2441");
+    row("text in a compressed coding, without flag", textHead + "0D022441", "text string 2441");
+    row("devices of one byte, without flag", "8103012180 020181" + text, "device identities 81");
+    row("menu icon with an empty title", "8103012500 82028182 8500 8F020142 9E020101", "icon");
+    row("choice icon with an empty title", "8103012400 82028182 8500 8F020142 9E020101", "icon");
+    row("alpha identifier that counts more than it has", toneHead + "850481030041", "alpha identifier 81030041");
+    row("alpha identifier beyond the last character", toneHead + "85058201FFFF81", "alpha identifier 8201FFFF81");
     row("changed files without a list", "8103010101 82028182", "file list is missing", Result::ValuesMissing);
     row("initialization and changed files without a list", "8103010102 82028182", "file list is missing",
         Result::ValuesMissing);
@@ -517,6 +536,83 @@ void tst_Objects::onlyAMenuIsWrittenWithAnEmptyItem()
     Command command;
     command.details.type = static_cast<CommandType>(type);
     QTEST(tagsOf(cat::encodeCommand(command)), "tags");
+}
+
+/// An object without a value is refused when it must be understood, is left out when it need not be, or is good.
+void tst_Objects::emptyObjectsGoByTheirFlag()
+{
+    QFETCH(int, index);
+    const QList<QByteArray> needed = QByteArray(fullCommands[index].needed).split(' ');
+    const QList<QByteArray> all = needed + QByteArray(fullCommands[index].optional).split(' ');
+    for (int i = 1; i < all.size(); ++i) { // nobody can answer a command without details
+        const int tag = all[i].left(2).toInt(nullptr, 16);
+        QList<QByteArray> objects = needed;
+        objects.removeAt(i < needed.size() ? i : needed.size());
+        const cat::DecodedCommand flagged = decode(objects.join(' ') + QByteArray::number(tag | 0x80, 16) + "00");
+        const cat::DecodedCommand plain =
+            decode(objects.join(' ') + QByteArray::number(tag & 0x7F, 16).rightJustified(2, '0') + "00");
+        QVERIFY2(!flagged.command.isPartial(), all[i].constData());
+        const bool isLeftOut = flagged.result != Result::Performed && i >= needed.size();
+        QCOMPARE(plain.command.isPartial(), isLeftOut);
+        QCOMPARE(plain.result == Result::Performed, flagged.result == Result::Performed || isLeftOut);
+        if (isLeftOut) // told in the same words
+            QCOMPARE(plain.command.leftOut, flagged.reason);
+        else
+            QCOMPARE(plain.reason, flagged.reason);
+    }
+}
+
+void tst_Objects::ofRepeatedObjectsTheFirstCounts()
+{
+    QFETCH(int, index);
+    const QByteArray needed = fullCommands[index].needed;
+    int count = 0;
+    for (const QByteArray &object : objectsOf(fullCommands[index]).split(' ')) {
+        const QByteArray once = needed.contains(object) ? needed : needed + ' ' + object;
+        const Bytes expected = cat::encodeCommand(decode(once).command);
+        if (cat::encodeCommand(decode(once + object).command) != expected)
+            continue; // more than one of these counts
+        const cat::DecodedCommand twice = decode(once + object.left(2) + "00");
+        QVERIFY2(twice.result == Result::Performed, twice.reason.c_str());
+        QVERIFY(!twice.command.isPartial());
+        QCOMPARE(hexOf(cat::encodeCommand(twice.command)), hexOf(expected));
+        ++count;
+    }
+    QVERIFY(count >= 2); // details and devices at least
+}
+
+void tst_Objects::unknownObjectsGoByTheirFlag()
+{
+    QFETCH(int, index);
+    const QByteArray objects = fullCommands[index].needed;
+    const Bytes expected = cat::encodeCommand(decode(objects).command);
+    for (const char *unknown : {"6E0101", "6E00", "7F01230101", "0000"}) {
+        for (const QByteArray &hex : {objects + unknown, unknown + objects}) {
+            const cat::DecodedCommand decoded = decode(hex);
+            QVERIFY2(decoded.result == Result::Performed, decoded.reason.c_str());
+            QVERIFY2(QString::fromStdString(decoded.command.leftOut).contains("does not belong to"), unknown);
+            QCOMPARE(hexOf(cat::encodeCommand(decoded.command)), hexOf(expected));
+        }
+    }
+    for (const char *unknown : {"EE0101", "EE00", "7F81230101", "8000"}) {
+        for (const QByteArray &hex : {objects + unknown, unknown + objects}) {
+            QVERIFY2(decode(hex).result == Result::DataNotUnderstood, unknown);
+            QVERIFY2(decode(hex).detailsKnown, unknown);
+        }
+    }
+}
+
+void tst_Objects::whatIsLeftOutLeavesNothingBehind()
+{
+    const Command text = decode(textHead + "8D020441 2B0100 1E0101 040103").command;
+    QVERIFY(text.isPartial());
+    QVERIFY(text.text && !text.immediateResponse && !text.icon && !text.duration);
+    const Command input = decode(inputHead + "8D020441 91020008 17022441").command;
+    QVERIFY(input.isPartial());
+    QVERIFY(input.text && !input.defaultText);
+    const Command tone = decode(toneHead + "050181 0E020111").command;
+    QVERIFY(tone.isPartial());
+    QVERIFY(!tone.alphaId && !tone.tone);
 }
 
 QTEST_APPLESS_MAIN(tst_Objects)

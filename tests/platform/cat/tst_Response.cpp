@@ -38,6 +38,7 @@ private slots:
     void timerExpirationBothWays();
     void refusesTimerExpirations_data();
     void refusesTimerExpirations();
+    void survivesEveryTruncation();
 };
 
 void tst_Response::responsesBothWays_data()
@@ -264,6 +265,12 @@ void tst_Response::refusesResponses_data()
     QTest::newRow("empty result") << QByteArray("8103012400 82028281 8300");
     QTest::newRow("item identifier of two bytes") << QByteArray("8103012400 82028281 830100 90020101");
     QTest::newRow("cut off") << QByteArray("8103012400 82028281 830100 9001");
+    QTest::newRow("indefinite length") << QByteArray("8103012400 82028281 830100 9080");
+    QTest::newRow("length of four bytes") << QByteArray("8103012400 82028281 830100 908400000001 01");
+    QTest::newRow("item identifier without a value") << QByteArray("8103012400 82028281 830100 9000");
+    QTest::newRow("details without a value") << QByteArray("8100 82028281 830100");
+    QTest::newRow("first details malformed") << QByteArray("8100 8103012400 82028281 830100");
+    QTest::newRow("long tag cut off") << QByteArray("8103012400 82028281 830100 7F01");
     QTest::newRow("compressed text") << QByteArray("8103012300 82028281 830100 8D022441");
     QTest::newRow("duration of one byte") << QByteArray("8103012200 82028281 830100 840101");
     QTest::newRow("duration in an unknown unit") << QByteArray("8103012200 82028281 830100 84020305");
@@ -315,6 +322,11 @@ void tst_Response::refusesMenuSelections_data()
     QTest::newRow("item without a value") << QByteArray("D306820201819000");
     QTest::newRow("item of two bytes") << QByteArray("D3088202018190021213");
     QTest::newRow("last object cut off") << QByteArray("D30882020181900112") + "15";
+    QTest::newRow("only a tag") << QByteArray("D3");
+    QTest::newRow("indefinite length") << QByteArray("D380820201819001120000");
+    QTest::newRow("length of four bytes") << QByteArray("D3840000000782020181900112");
+    QTest::newRow("devices without a value") << QByteArray("D3058200900112");
+    QTest::newRow("first item malformed") << QByteArray("D309820201819000900112");
 }
 
 void tst_Response::refusesMenuSelections()
@@ -354,6 +366,23 @@ void tst_Response::refusesTimerExpirations()
 {
     QFETCH(QByteArray, hex);
     QVERIFY(!cat::decodeTimerExpiration(bytesOf(hex)));
+}
+
+void tst_Response::survivesEveryTruncation()
+{
+    const cat::Bytes response = bytesOf("8103012300 82028281 830100 8402010A 8D060031D98C5603 900101");
+    const cat::Bytes selection = bytesOf("D309820201819001021500");
+    QVERIFY(cat::decodeResponse(response) && cat::decodeMenuSelection(selection));
+    for (std::size_t size = 0; size < response.size(); ++size) {
+        // A copy that ends where its memory ends.
+        const cat::Bytes part(response.begin(), response.begin() + static_cast<std::ptrdiff_t>(size));
+        const std::optional<cat::Response> read = cat::decodeResponse(part);
+        QVERIFY(!read || !read->itemId);
+    }
+    for (std::size_t size = 0; size < selection.size(); ++size) {
+        const cat::Bytes part(selection.begin(), selection.begin() + static_cast<std::ptrdiff_t>(size));
+        QVERIFY(!cat::decodeMenuSelection(part));
+    }
 }
 
 QTEST_APPLESS_MAIN(tst_Response)

@@ -73,6 +73,9 @@ void tst_Tlv::readsEveryLengthForm_data()
     QTest::newRow("one byte, least") << QByteArray("00") << 0;
     QTest::newRow("one byte, most") << QByteArray("7F") << 0x7F;
     QTest::newRow("81, longer than it needs to be") << QByteArray("8105") << 5;
+    QTest::newRow("82, longer than it needs to be") << QByteArray("820005") << 5;
+    QTest::newRow("83, longer than it needs to be") << QByteArray("83000005") << 5;
+    QTest::newRow("83, nothing") << QByteArray("83000000") << 0;
     QTest::newRow("81, most") << QByteArray("81FF") << 0xFF;
     QTest::newRow("82") << QByteArray("820100") << 0x100;
     QTest::newRow("82, most") << QByteArray("82FFFF") << 0xFFFF;
@@ -172,6 +175,7 @@ void tst_Tlv::staysAtTheFault()
     for (int i = 0; i < 3; ++i) {
         QVERIFY(!reader.next());
         QVERIFY(reader.malformed());
+        QCOMPARE(hexOf(reader.rest()), QByteArray("05"));
     }
 }
 
