@@ -79,15 +79,17 @@ void ProfileSource::checkCharacters() const
              "control character in the file; remove it");
 }
 
-YAML::Node ProfileSource::document()
+YAML::Node ProfileSource::document(const std::string &expected)
 {
-    readFile();
+    if (!m_isRead)
+        readFile();
     checkCharacters();
     const std::vector<YAML::Node> documents = YAML::LoadAll(m_text);
     if (documents.empty())
-        fail(Position{1, 1}, "the file is empty; expected a map with name and menu");
+        fail(Position{1, 1},
+             (m_isRead ? "there is nothing here; expected " : "the file is empty; expected ") + expected);
     if (documents.size() > 1)
-        fail(documents[1].Mark(), "a second document begins here; a profile is a single one");
+        fail(documents[1].Mark(), "a second document begins here; there must be a single one");
     return documents.front();
 }
 
