@@ -3,7 +3,7 @@
 #   headers     the contracts in include/, for CMake and pkg-config; with the open platform also its control headers
 #   platform    the open libraries, libsdk and libcore, and the tone files
 #   dashboard   the host program, card profiles, its entry in the desktop's menu
-#   tools       the maker of the tone files, for hosts that have none
+#   tools       the tools for card authors, and the maker of the tone files for hosts that have none
 include(CMakePackageConfigHelpers)
 
 # --- plugin ---
@@ -78,3 +78,4 @@ install(FILES packaging/stk-dashboard.svg
 # --- tools ---
 set_target_properties(stk_make_tones PROPERTIES OUTPUT_NAME stk-make-tones)
 install(TARGETS stk_make_tones RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+install(TARGETS stkcard RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)

@@ -1,6 +1,6 @@
 # Debian packages, which `cpack` makes in a build folder with the prefix /usr; tools/package does it all.
 #   libstkplugin       the plug-in
-#   libstkplugin-dev   headers, CMake and pkg-config files, the maker of the tone files
+#   libstkplugin-dev   headers, CMake and pkg-config files, stkcard, the maker of the tone files
 #   stk-dashboard      the open platform and the dashboard
 set(package_of_plugin libstkplugin)
 set(package_of_headers libstkplugin-dev)
@@ -31,6 +31,7 @@ foreach(component plugin headers dashboard)
 endforeach()
 set(manual "${PROJECT_SOURCE_DIR}/packaging")
 stk_install_paper(headers "${manual}/stk-make-tones.1" "${CMAKE_INSTALL_MANDIR}/man1")
+stk_install_paper(headers "${manual}/stkcard.1" "${CMAKE_INSTALL_MANDIR}/man1")
 stk_install_paper(dashboard "${manual}/stk-dashboard.1" "${CMAKE_INSTALL_MANDIR}/man1")
 
 set(CPACK_GENERATOR DEB)
@@ -64,12 +65,14 @@ it needs for talking to the card: stk-dashboard is such a host.")
 
 set(CPACK_DEBIAN_LIBSTKPLUGIN-DEV_PACKAGE_NAME libstkplugin-dev)
 set(CPACK_DEBIAN_LIBSTKPLUGIN-DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_LIBSTKPLUGIN-DEV_PACKAGE_SUGGESTS "pcscd, vsmartcard-vpcd")
 set(CPACK_DEBIAN_LIBSTKPLUGIN-DEV_PACKAGE_DEPENDS "libstkplugin (= ${STK_DEBIAN_VERSION}), \
 stk-dashboard (= ${STK_DEBIAN_VERSION}), qtbase5-dev")
 set(CPACK_DEBIAN_LIBSTKPLUGIN-DEV_DESCRIPTION "SIM Toolkit window for a desktop dashboard: development files
 Headers of the interfaces between the plug-in and its host, with files for
-CMake and pkg-config, and a maker of the tone files that a host installs beside
-the plug-in.")
+CMake and pkg-config, a maker of the tone files that a host installs beside the
+plug-in, and stkcard for those who write card applications: it puts a virtual
+card into a PC/SC reader, checks cards, decodes and encodes their commands.")
 
 set(CPACK_DEBIAN_STK-DASHBOARD_PACKAGE_NAME stk-dashboard)
 set(CPACK_DEBIAN_STK-DASHBOARD_PACKAGE_SECTION comm)

@@ -17,6 +17,7 @@ public:
     explicit ProfileReader(const std::string &path) : m_source(path) {}
 
     Profile read();
+    const ProfileSource &source() const { return m_source; }
 
 private:
     void readName(const YAML::Node &value, Profile *profile);
@@ -62,14 +63,26 @@ Profile ProfileReader::read()
         {"operator", &ProfileReader::readOperator, false},
     };
     Profile profile;
-    try {
-        m_source.readMap(m_source.document(), "a profile", Keys<ProfileReader, Profile>(keys), this, &profile);
-    } catch (const YAML::DeepRecursion &error) {
-        m_source.fail(error.mark, "lists and maps are nested too deep here");
-    } catch (const YAML::Exception &error) {
-        m_source.fail(error.mark, "this is not YAML: " + error.msg);
-    }
+    m_source.readMap(m_source.document("a map with name and menu"), "a profile", Keys<ProfileReader, Profile>(keys),
+                     this, &profile);
     return profile;
+}
+
+/// Has `read` read from `source`; whatever goes wrong comes as a ProfileError.
+template <typename Read>
+auto complaining(const ProfileSource &source, const std::string &name, Read read)
+{
+    try {
+        return read();
+    } catch (const ProfileError &) {
+        throw;
+    } catch (const YAML::DeepRecursion &error) {
+        source.fail(error.mark, "lists and maps are nested too deep here");
+    } catch (const YAML::Exception &error) {
+        source.fail(error.mark, "this is not YAML: " + error.msg);
+    } catch (const std::exception &error) {
+        throw ProfileError(name, 0, 0, std::string("the profile cannot be read: ") + error.what());
+    }
 }
 
 std::string message(const std::string &file, int line, int column, const std::string &reason)
@@ -100,13 +113,22 @@ ProfileError::ProfileError(const std::string &file, int line, int column, const 
 
 Profile loadProfile(const std::string &path)
 {
-    try {
-        return ProfileReader(path).read();
-    } catch (const ProfileError &) {
-        throw;
-    } catch (const std::exception &error) {
-        throw ProfileError(path, 0, 0, std::string("the profile cannot be read: ") + error.what());
-    }
+    ProfileReader reader(path);
+    return complaining(reader.source(), path, [&reader] { return reader.read(); });
+}
+
+std::vector<Step> readSteps(const std::string &name, const std::string &text)
+{
+    ProfileSource source(name, text);
+    MenuReader menus(source);
+    return complaining(source, name, [&source, &menus] {
+        const YAML::Node node = source.document("a step such as \"display: Hello\", or a list of them");
+        if (node.IsSequence())
+            return menus.steps(node);
+        YAML::Node list(YAML::NodeType::Sequence);
+        list.push_back(node);
+        return menus.steps(list);
+    });
 }
 
 } // namespace card

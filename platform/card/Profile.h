@@ -100,6 +100,10 @@ private:
 /// Reads a profile. Throws ProfileError and nothing else.
 Profile loadProfile(const std::string &path);
 
+/// Reads a step as a profile has it, or a list of them, from `text`. Complaints give `name` in place of a file's.
+/// Throws ProfileError and nothing else.
+std::vector<Step> readSteps(const std::string &name, const std::string &text);
+
 } // namespace card
 
 #endif // CARD_PROFILE_H

@@ -100,20 +100,22 @@ void ProfileSource::checkCharacters() const
 }
 
 /// Not through YAML::LoadAll: where nothing can begin, as at a comma, it finds empty documents without end.
-YAML::Node ProfileSource::document()
+YAML::Node ProfileSource::document(const std::string &expected)
 {
-    readFile();
+    if (!m_isRead)
+        readFile();
     checkCharacters();
     std::istringstream stream(m_text);
     YAML::Parser parser(stream);
     DocumentStart first;
     if (!parser.HandleNextDocument(first))
-        fail(Position{1, 1}, "the file is empty; expected a map with name and menu");
+        fail(Position{1, 1},
+             (m_isRead ? "there is nothing here; expected " : "the file is empty; expected ") + expected);
     DocumentStart second;
     if (parser.HandleNextDocument(second))
         fail(second.mark, second.mark.pos == first.mark.pos
                               ? "this is not YAML: nothing begins with this character"
-                              : "a second document begins here; a profile is a single one");
+                              : "a second document begins here; there must be a single one");
     return YAML::Load(m_text);
 }
 

@@ -55,10 +55,14 @@ struct Word {
 class ProfileSource
 {
 public:
+    /// The file at `path`.
     explicit ProfileSource(const std::string &path) : m_path(path) {}
+    /// `text` itself; complaints give `name` in place of a path.
+    ProfileSource(const std::string &name, const std::string &text) : m_path(name), m_text(text), m_isRead(true) {}
 
-    /// Reads the file and gives the one document in it. Throws YAML::Exception, too.
-    YAML::Node document();
+    /// Reads the file and gives the one document in it; `expected` is what should be there. Throws YAML::Exception,
+    /// too.
+    YAML::Node document(const std::string &expected);
 
     [[noreturn]] void fail(const Position &at, const std::string &reason) const;
     [[noreturn]] void fail(const YAML::Mark &at, const std::string &reason) const;
@@ -92,6 +96,7 @@ private:
 
     std::string m_path;
     std::string m_text;
+    bool m_isRead = false;
 };
 
 template <typename Value, std::size_t count>

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <deque>
 #include <iterator>
+#include <utility>
 
 namespace card
 {
@@ -16,21 +17,42 @@ namespace
 /// Status words (ETSI TS 102 221 clause 10.2, ISO/IEC 7816-4 clause 5.6).
 enum StatusWord : std::uint16_t {
     Done = 0x9000,
+    MoreData = 0x6100,         ///< the low byte is the length of what GET RESPONSE brings
     ProactivePending = 0x9100, ///< the low byte is the length of the command that waits
     ToolkitBusy = 0x9300,
     WrongLength = 0x6700,
     ConditionsNotSatisfied = 0x6985,
     IncorrectData = 0x6A80,
+    FileNotFound = 0x6A82,
     WrongParameters = 0x6B00,
     WrongLe = 0x6C00, ///< the low byte is the right one
     UnknownInstruction = 0x6D00,
     UnknownClass = 0x6E00,
     NoDiagnosis = 0x6F00,
+    GsmMoreData = 0x9F00, ///< the same as MoreData on a SIM
 };
 
 constexpr std::uint8_t classToolkit = 0x80;
-constexpr std::uint8_t classGsm = 0xA0; ///< the same commands on a SIM (3GPP TS 51.011)
+constexpr std::uint8_t classFiles = 0x00; ///< the commands that every card has
+constexpr std::uint8_t classGsm = 0xA0;   ///< all of them on a SIM (3GPP TS 51.011)
 constexpr std::size_t headSize = 4;
+
+const cat::Bytes masterFile{0x3F, 0x00};
+
+/// What the master file says of itself (ETSI TS 102 221 clause 11.1.1.3): a folder, operational, without a PIN.
+const cat::Bytes masterFileParameters{
+    0x62, 0x13,                                     // file control parameters
+    0x82, 0x02, 0x78, 0x21,                         // descriptor: a folder
+    0x83, 0x02, 0x3F, 0x00,                         // identifier
+    0x8A, 0x01, 0x05,                               // operational
+    0xC6, 0x06, 0x90, 0x01, 0x00, 0x83, 0x01, 0x01, // PIN 1 is disabled
+};
+
+/// The same of a SIM (3GPP TS 51.011 clause 9.2.1): the PIN is disabled.
+const cat::Bytes gsmMasterFileParameters{
+    0x00, 0x00, 0x00, 0x00, 0x3F, 0x00, 0x01, 0x00, 0x00, 0x00, 0x00,
+    0x09, 0x91, 0x00, 0x00, 0x04, 0x00, 0x83, 0x8A, 0x83, 0x8A, 0x00,
+};
 
 cat::Bytes withStatus(cat::Bytes data, unsigned int word)
 {
@@ -44,8 +66,11 @@ CardAnswer answer(unsigned int word)
     return {withStatus({}, word), std::chrono::milliseconds(0)};
 }
 
-/// What stands behind the four bytes of every command APDU.
+/// What an instruction needs to know of its command APDU.
 struct Body {
+    bool isGsm = false;
+    std::uint8_t p1 = 0;
+    std::uint8_t p2 = 0;
     cat::ByteView data;
     bool hasLe = false;
     std::uint8_t le = 0;
@@ -55,6 +80,9 @@ struct Body {
 std::optional<Body> readBody(cat::ByteView apdu)
 {
     Body body;
+    body.isGsm = apdu[0] == classGsm;
+    body.p1 = apdu[2];
+    body.p2 = apdu[3];
     const std::size_t size = apdu.size - headSize;
     if (size == 0)
         return body;
@@ -82,9 +110,10 @@ struct VirtualCard::Session {
         bool isRaised = false; ///< from outside, and none of the session's
     };
 
-    /// An instruction: which body it takes and what it does.
+    /// An instruction: its class beside that of a SIM, which body it takes and what it does.
     struct Instruction {
         std::uint8_t code;
+        std::uint8_t usualClass;
         bool takesData;
         bool takesLe;
         bool needsLe;
@@ -103,7 +132,10 @@ struct VirtualCard::Session {
     CardAnswer terminalResponse(const Body &body);
     CardAnswer envelope(const Body &body);
     CardAnswer status(const Body &body);
+    CardAnswer select(const Body &body);
+    CardAnswer getResponse(const Body &body);
 
+    unsigned int doneWord() const;
     CardAnswer carryOut(const NextMove &move);
     bool raiseNext();
 
@@ -112,12 +144,17 @@ struct VirtualCard::Session {
     bool profileReceived = false;
     std::optional<Proactive> proactive;
     std::deque<cat::Bytes> raised; ///< what waits to be asked
+    cat::Bytes waiting;            ///< what waits for GET RESPONSE, which must be the next command
 };
 
 const VirtualCard::Session::Instruction VirtualCard::Session::instructions[] = {
-    {0x10, true, false, false, true, &Session::terminalProfile},  {0x12, false, true, true, true, &Session::fetch},
-    {0x14, true, false, false, true, &Session::terminalResponse}, {0xC2, true, true, false, true, &Session::envelope},
-    {0xF2, false, true, false, false, &Session::status},
+    {0x10, classToolkit, true, false, false, true, &Session::terminalProfile},
+    {0x12, classToolkit, false, true, true, true, &Session::fetch},
+    {0x14, classToolkit, true, false, false, true, &Session::terminalResponse},
+    {0xC2, classToolkit, true, true, false, true, &Session::envelope},
+    {0xF2, classToolkit, false, true, false, false, &Session::status},
+    {0xA4, classFiles, true, true, false, false, &Session::select},
+    {0xC0, classFiles, false, true, true, true, &Session::getResponse},
 };
 
 void VirtualCard::Session::reset()
@@ -125,6 +162,7 @@ void VirtualCard::Session::reset()
     profileReceived = false;
     proactive.reset();
     raised.clear();
+    waiting.clear();
     session.reset();
 }
 
@@ -132,10 +170,12 @@ CardAnswer VirtualCard::Session::transmit(cat::ByteView apdu)
 {
     if (apdu.size < headSize)
         return answer(WrongLength);
-    if (apdu[0] != classToolkit && apdu[0] != classGsm)
+    if (apdu[0] != classToolkit && apdu[0] != classFiles && apdu[0] != classGsm)
         return answer(UnknownClass);
-    const auto row = std::find_if(std::begin(instructions), std::end(instructions),
-                                  [&apdu](const Instruction &candidate) { return candidate.code == apdu[1]; });
+    const auto row =
+        std::find_if(std::begin(instructions), std::end(instructions), [&apdu](const Instruction &candidate) {
+            return candidate.code == apdu[1] && (apdu[0] == candidate.usualClass || apdu[0] == classGsm);
+        });
     if (row == std::end(instructions))
         return answer(UnknownInstruction);
     if (row->fixedParameters && (apdu[2] != 0 || apdu[3] != 0))
@@ -144,6 +184,8 @@ CardAnswer VirtualCard::Session::transmit(cat::ByteView apdu)
     if (!body || row->takesData == body->data.empty() || (body->hasLe && !row->takesLe) ||
         (!body->hasLe && row->needsLe))
         return answer(WrongLength);
+    if (row->run != &Session::getResponse)
+        waiting.clear();
     return (this->*row->run)(*body);
 }
 
@@ -190,9 +232,40 @@ CardAnswer VirtualCard::Session::status(const Body &)
 {
     if (!proactive && profileReceived)
         raiseNext();
+    return answer(doneWord());
+}
+
+/// There is one file, the master file: terminals look for it before anything else.
+CardAnswer VirtualCard::Session::select(const Body &body)
+{
+    constexpr std::uint8_t byIdentifier = 0x00, noData = 0x0C;
+    if (body.p1 != byIdentifier ||
+        !std::equal(body.data.begin(), body.data.end(), masterFile.begin(), masterFile.end()))
+        return answer(FileNotFound);
+    if (body.p2 == noData && !body.hasLe)
+        return answer(doneWord());
+    waiting = body.isGsm ? gsmMasterFileParameters : masterFileParameters;
+    if (body.hasLe)
+        return getResponse(body);
+    return answer((body.isGsm ? GsmMoreData : MoreData) | static_cast<std::uint8_t>(waiting.size()));
+}
+
+CardAnswer VirtualCard::Session::getResponse(const Body &body)
+{
+    if (waiting.empty())
+        return answer(ConditionsNotSatisfied);
+    const bool isAskedFor = body.le == 0 || body.le == waiting.size();
+    if (!isAskedFor)
+        return answer(WrongLe | static_cast<std::uint8_t>(waiting.size()));
+    return {withStatus(std::exchange(waiting, {}), doneWord()), std::chrono::milliseconds(0)};
+}
+
+/// For a command that was carried out: a proactive command that waits is told with it.
+unsigned int VirtualCard::Session::doneWord() const
+{
     if (!proactive || proactive->fetched)
-        return answer(Done);
-    return answer(ProactivePending | static_cast<std::uint8_t>(proactive->bytes.size()));
+        return Done;
+    return ProactivePending | static_cast<std::uint8_t>(proactive->bytes.size());
 }
 
 /// Says what the session does next; a command waits for FETCH from now on.

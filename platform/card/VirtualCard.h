@@ -16,8 +16,9 @@ struct CardAnswer {
 };
 
 /// A UICC that does nothing but the toolkit of its profile: TERMINAL PROFILE, FETCH, TERMINAL RESPONSE, ENVELOPE
-/// (menu selection), STATUS (ETSI TS 102 221 clause 11, ETSI TS 102 223 clause 6). Status words: 91xx while a
-/// proactive command waits, 9000 otherwise, and the errors of ISO/IEC 7816-4 for what it cannot do.
+/// (menu selection), STATUS, and SELECT with GET RESPONSE for its master file, which is the only one (ETSI TS 102 221
+/// clause 11, ETSI TS 102 223 clause 6). Status words: 91xx while a proactive command waits, 9000 otherwise, and the
+/// errors of ISO/IEC 7816-4 for what it cannot do. Data that a command without Le leaves are told by 61xx, as over T=0.
 /// Used on one thread at a time.
 class VirtualCard
 {

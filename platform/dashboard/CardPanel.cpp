@@ -6,8 +6,6 @@
 #include "dashboard/Session.h"
 #include "dashboard/Widgets.h"
 
-#include <QtCore/QFileInfo>
-
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
@@ -16,6 +14,7 @@
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -45,17 +44,20 @@ CardPanel::CardPanel(Session &session, QWidget *parent) : QWidget(parent), m_ses
 QWidget *CardPanel::createCard()
 {
     auto *group = new QGroupBox(tr("Card"), this);
-    m_profileLineEdit = named(new QLineEdit(m_session.profileFile()), "profileLineEdit", tr("Profile of the card"));
-    m_profileLineEdit->setReadOnly(true);
-    m_profileButton = named(new QPushButton(tr("Choose &profile")), "profileButton", tr("Choose a card profile"));
+    m_cardLineEdit = named(new QLineEdit(m_session.card()), "cardLineEdit", tr("Profile, reader or modem of the card"));
+    m_cardLineEdit->setReadOnly(true);
+    m_cardMenu = named(new QMenu(this), "cardMenu", tr("Cards"));
+    m_cardMenu->setToolTipsVisible(true);
+    m_cardButton = named(new QPushButton(tr("&Pick a card")), "cardButton", tr("Choose profile, reader or modem"));
+    m_cardButton->setMenu(m_cardMenu);
     m_insertButton = named(new QPushButton, "insertButton", tr("Insert or remove the card"));
     m_hangCheckBox = named(new QCheckBox(tr("Card &hangs")), "hangCheckBox", tr("The card answers nothing"));
     m_failButton = named(new QPushButton(tr("Fail next library &call")), "failButton",
                          tr("Let the next call of the device-service library fail"));
 
     auto *layout = new QVBoxLayout(group);
-    layout->addWidget(m_profileLineEdit);
-    layout->addWidget(m_profileButton);
+    layout->addWidget(m_cardLineEdit);
+    layout->addWidget(m_cardButton);
     layout->addWidget(m_insertButton);
     layout->addWidget(m_hangCheckBox);
     layout->addWidget(m_failButton);
@@ -108,7 +110,7 @@ QWidget *CardPanel::createLooks()
 
 void CardPanel::connectAll()
 {
-    connect(m_profileButton, &QPushButton::clicked, this, &CardPanel::askForProfile);
+    connect(m_cardMenu, &QMenu::aboutToShow, this, &CardPanel::fillCardMenu);
     connect(m_insertButton, &QPushButton::clicked, this, &CardPanel::toggleDevice);
     connect(m_hangCheckBox, &QCheckBox::toggled, &m_session, &Session::setHanging);
     connect(m_failButton, &QPushButton::clicked, this, [this] {
@@ -135,24 +137,60 @@ void CardPanel::showStyle(bool isDark)
     m_styleComboBox->setCurrentIndex(m_styleComboBox->findData(isDark));
 }
 
+/// Readers and modems come and go: they are looked for each time.
+void CardPanel::fillCardMenu()
+{
+    m_cardMenu->clear();
+    QAction *const profile = m_cardMenu->addAction(tr("&Profile ..."), this, &CardPanel::askForProfile);
+    profile->setObjectName("profileAction");
+    const CardPlaces places = m_finder();
+    m_cardMenu->addSeparator();
+    for (const QString &name : places.readers)
+        addCard(tr("Reader %1").arg(name), "pcsc:" + name);
+    if (places.readers.isEmpty())
+        addRemark(tr("No reader"), places.readerProblem);
+    m_cardMenu->addSeparator();
+    for (const QString &line : places.modemLines)
+        addCard(tr("Modem %1").arg(line), "modem:" + line);
+    if (places.modemLines.isEmpty())
+        addRemark(tr("No modem"), tr("There is no serial line of a modem."));
+}
+
+void CardPanel::addCard(const QString &text, const QString &address)
+{
+    QAction *const action = m_cardMenu->addAction(QString(text).replace('&', "&&"));
+    action->setCheckable(true);
+    action->setChecked(address == m_session.card());
+    connect(action, &QAction::triggered, this, [this, address] { useCard(address); });
+}
+
+/// A line of the menu that only tells something; chosen, it tells the rest.
+void CardPanel::addRemark(const QString &text, const QString &more)
+{
+    QAction *const action = m_cardMenu->addAction(tr("%1: why?").arg(text));
+    action->setToolTip(more);
+    connect(action, &QAction::triggered, this, [this, text, more] { emit reported(text + ": " + more); });
+}
+
 void CardPanel::askForProfile()
 {
-    auto *dialog = new QFileDialog(this, tr("Choose a card profile"), m_session.profileFile());
+    auto *dialog =
+        new QFileDialog(this, tr("Choose a card profile"), isRealCard(m_session.card()) ? QString() : m_session.card());
     dialog->setObjectName("profileDialog");
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFile);
     dialog->setNameFilters({tr("Card profiles (*.yaml)"), tr("All files (*)")});
-    connect(dialog, &QFileDialog::fileSelected, this, &CardPanel::useProfile);
+    connect(dialog, &QFileDialog::fileSelected, this, [this](const QString &file) { useCard(addressOfProfile(file)); });
     dialog->open();
 }
 
-void CardPanel::useProfile(const QString &file)
+void CardPanel::useCard(const QString &address)
 {
     QString error;
-    if (!m_session.attach(file, &error))
+    if (!m_session.attach(address, &error))
         return emit reported(tr("The card stays as it is. %1").arg(error));
-    m_profileLineEdit->setText(file);
-    emit reported(tr("The card of %1 is in the device.").arg(QFileInfo(file).fileName()));
+    emit reported(tr("The device has %1.").arg(cardWords(address)));
+    emit cardChosen(address);
 }
 
 void CardPanel::toggleDevice()
@@ -167,7 +205,16 @@ void CardPanel::toggleDevice()
 void CardPanel::showDevice()
 {
     m_insertButton->setText(m_session.isAttached() ? tr("Remo&ve card") : tr("&Insert card"));
-    m_profileLineEdit->setText(m_session.profileFile());
+    m_cardLineEdit->setText(m_session.card());
+    const bool isReal = isRealCard(m_session.card());
+    const QString whyNot = isReal ? tr("Only a virtual card can be disturbed: choose a profile.") : QString();
+    if (isReal)
+        m_hangCheckBox->setChecked(false);
+    for (QWidget *fault : {static_cast<QWidget *>(m_hangCheckBox), static_cast<QWidget *>(m_failButton)}) {
+        fault->setEnabled(!isReal);
+        fault->setToolTip(whyNot);
+        fault->setAccessibleDescription(whyNot);
+    }
 }
 
 void CardPanel::setLimit()

@@ -145,6 +145,7 @@ void DashboardWindow::connectAll()
             [this] { setLanguage(m_languageComboBox->currentData().toString()); });
     connect(&m_session, &Session::entryAdded, this, &DashboardWindow::showDeviceState);
     connect(&m_session, &Session::attachedChanged, this, &DashboardWindow::showDeviceState);
+    connect(&m_session, &Session::turnChanged, this, &DashboardWindow::showDeviceState);
     connect(&m_session, &Session::idleTextChanged, this, &DashboardWindow::showIdleText);
 }
 
@@ -215,14 +216,18 @@ void DashboardWindow::showDeviceState()
     const QString name = m_session.operatorName();
     if (!attached)
         m_operatorLabel->setText(tr("No device"));
+    else if (!m_session.hasCard())
+        m_operatorLabel->setText(tr("No card"));
     else if (!m_session.hasNetwork())
         m_operatorLabel->setText(tr("No network"));
     else
         m_operatorLabel->setText(name.isEmpty() ? tr("Network") : name);
     m_signalBars->setStrength(m_session.hasNetwork() ? SignalBars::most : 0);
-    m_deviceLabel->setText(attached ? tr("\u25cf Device attached") : tr("\u25cb Device detached"));
+    m_deviceLabel->setText(!attached             ? tr("\u25cb Device detached")
+                           : m_session.hasCard() ? tr("\u25cf Device attached")
+                                                 : tr("\u25cb Insert a card"));
     m_deviceButton->setText(attached ? tr("&Detach device") : tr("&Attach device"));
-    m_toolkitButton->setEnabled(attached);
+    m_toolkitButton->setEnabled(m_session.hasCard());
     showMenuTitle(m_session.menuTitle());
 }
 

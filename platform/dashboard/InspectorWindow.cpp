@@ -1,6 +1,7 @@
 #include "dashboard/InspectorWindow.h"
 
 #include "dashboard/ApduText.h"
+#include "dashboard/CardChoice.h"
 #include "dashboard/CardPanel.h"
 #include "dashboard/CommandForm.h"
 #include "dashboard/Session.h"
@@ -86,12 +87,11 @@ InspectorWindow::InspectorWindow(SessionModel &model, Session &session) : m_mode
     splitter->addWidget(createSession());
     splitter->addWidget(createTools());
     splitter->setStretchFactor(0, 1);
-    m_reportLabel = tellingLabel(this, "reportLabel", tr("Report"));
-    m_reportLabel->setWordWrap(true);
     auto *layout = new QVBoxLayout(this);
     layout->addWidget(splitter, 1);
-    layout->addWidget(m_reportLabel);
+    layout->addWidget(createStatus());
     connectAll();
+    showTurn();
     m_table->setFocus();
 }
 
@@ -211,8 +211,32 @@ QWidget *InspectorWindow::createButtons()
     return row;
 }
 
+QWidget *InspectorWindow::createStatus()
+{
+    auto *row = new QWidget(this);
+    m_reportLabel = tellingLabel(row, "reportLabel", tr("Report"));
+    m_reportLabel->setWordWrap(true);
+    m_turnLabel = plainLabel(row);
+    m_turnLabel->setObjectName("turnLabel");
+    auto *layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(12);
+    layout->addWidget(m_reportLabel, 1);
+    layout->addWidget(m_turnLabel);
+    return row;
+}
+
+/// A screen reader says the same words: an accessible name of its own would hide them.
+void InspectorWindow::showTurn()
+{
+    const QString words = m_session.isAttached() ? turnWords(m_session.turn()) : tr("no device");
+    m_turnLabel->setText(tr("Session: %1").arg(words));
+}
+
 void InspectorWindow::connectAll()
 {
+    connect(&m_session, &Session::turnChanged, this, &InspectorWindow::showTurn);
+    connect(&m_session, &Session::attachedChanged, this, &InspectorWindow::showTurn);
     connect(m_kindComboBox, qOverload<int>(&QComboBox::currentIndexChanged), this, &InspectorWindow::choose);
     connect(m_searchLineEdit, &QLineEdit::textChanged, this, [this](const QString &text) {
         m_filter.setSearch(text);
@@ -285,6 +309,9 @@ void InspectorWindow::setReport(const QString &text)
 
 void InspectorWindow::raiseCommand(const QByteArray &command)
 {
+    if (isRealCard(m_session.card()))
+        return setReport(tr("The command was not raised: a card in a reader or a modem asks what it likes. Choose a "
+                            "profile, and its virtual card asks what you say."));
     QString error;
     if (m_session.raise(cat::Bytes(command.begin(), command.end()), &error))
         setReport(tr("The card raises the command as soon as no session is open."));

@@ -58,6 +58,8 @@ private:
     QWidget *createDetails();
     QWidget *createButtons();
     void connectAll();
+    QWidget *createStatus();
+    void showTurn();
     void raiseCommand(const QByteArray &command);
     void setReport(const QString &text);
     void choose(int kindIndex);
@@ -81,6 +83,7 @@ private:
     QPushButton *m_saveButton = nullptr;
     QPushButton *m_clearButton = nullptr;
     QLabel *m_reportLabel = nullptr;
+    QLabel *m_turnLabel = nullptr;
 };
 
 } // namespace dashboard

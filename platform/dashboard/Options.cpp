@@ -1,5 +1,6 @@
 #include "dashboard/Options.h"
 
+#include "dashboard/CardChoice.h"
 #include "sdk/MDSVStk.h"
 
 #include <QtCore/QCommandLineParser>
@@ -17,8 +18,8 @@ namespace
 {
 
 const char description[] =
-    "A dashboard for a mobile broadband device. It loads the SIM Toolkit plug-in and gives it a device with a virtual\n"
-    "card, which is described by a profile.\n"
+    "A dashboard for a mobile broadband device. It loads the SIM Toolkit plug-in and gives it a device with a card: a\n"
+    "virtual one, which is described by a profile, or one in a PC/SC reader or a modem.\n"
     "\n"
     "Keys that work in every window, also over the dashboard while a window of the plug-in is open: F8 goes on to the\n"
     "next language, F9 detaches or attaches the device, F12 opens the inspector.\n"
@@ -26,7 +27,7 @@ const char description[] =
     "Signals, for scripts: SIGUSR1 detaches the device and SIGUSR2 attaches it, also while a window of the plug-in is\n"
     "open; SIGTERM, SIGINT and SIGHUP end the program normally.\n"
     "\n"
-    "Exit codes: 0 success, 2 usage, 3 plug-in, 4 card profile, 5 no screen, 6 trace file.";
+    "Exit codes: 0 success, 2 usage, 3 plug-in, 4 card profile, 5 no screen, 6 trace file, 7 reader or modem.";
 
 QString limitedCommandNames()
 {
@@ -53,7 +54,13 @@ void describe(QCommandLineParser &parser, const QStringList &languages)
     parser.setApplicationDescription(description);
     parser.addOptions({
         {"plugin", "Load the plug-in from <file>.", "file", pluginBesideProgram()},
-        {"profile", "Take the card from the profile <file>.", "file",
+        {"card",
+         "Take the card at <address>: pcsc (in the only PC/SC reader), pcsc:NAME (in the reader with NAME in its "
+         "name), "
+         "modem:LINE or modem:HOST:PORT (in a modem), or the file of a profile. Default: the environment variable "
+         "STK_CARD, or else as the last time.",
+         "address"},
+        {"profile", "Take a virtual card from the profile <file>.", "file",
          besideProgram("share/stk-dashboard/profiles/demo.yaml")},
         {"trace", "Write every APDU to the packet capture <file> (GSMTAP), for Wireshark.", "file"},
         {"response-limit",
@@ -131,6 +138,25 @@ QString readLimits(const QCommandLineParser &parser, Options *options)
     return QString();
 }
 
+/// Reads which card it is to be; gives what is wrong with it, or nothing.
+QString readCard(const QCommandLineParser &parser, Options *options)
+{
+    const QString fromEnvironment = QFile::decodeName(qgetenv("STK_CARD"));
+    const bool isNamed = parser.isSet("card"), isProfile = parser.isSet("profile");
+    if (isNamed && isProfile)
+        return QString("--card and --profile exclude each other");
+    if (isNamed && parser.value("card").isEmpty())
+        return QString("--card takes pcsc, pcsc:NAME, modem:LINE, modem:HOST:PORT or the file of a profile");
+    options->isCardGiven = isNamed || isProfile || !fromEnvironment.isEmpty();
+    if (isNamed)
+        options->card = parser.value("card");
+    else if (isProfile || fromEnvironment.isEmpty())
+        options->card = addressOfProfile(parser.value("profile"));
+    else
+        options->card = fromEnvironment;
+    return QString();
+}
+
 /// Reads the values; gives what is wrong with them, or nothing.
 QString readValues(const QCommandLineParser &parser, const QStringList &languages, Options *options)
 {
@@ -141,6 +167,10 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
         return limitReason;
     if (parser.isSet("trace") && parser.value("trace").isEmpty())
         return QString("--trace takes the name of a file");
+
+    QString cardReason = readCard(parser, options);
+    if (!cardReason.isEmpty())
+        return cardReason;
 
     const QString thread = parser.value("callback-thread");
     if (thread != "service" && thread != "ui")
@@ -158,7 +188,6 @@ QString readValues(const QCommandLineParser &parser, const QStringList &language
         options->isDark = style == "dark";
 
     options->pluginFile = parser.value("plugin");
-    options->profileFile = parser.value("profile");
     options->traceFile = parser.value("trace");
     options->openBrowser = !parser.isSet("no-browser");
     options->printSession = parser.isSet("print-session");

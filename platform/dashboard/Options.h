@@ -19,6 +19,7 @@ enum ExitCode : int {
     ExitProfile = 4, ///< the card profile cannot be used
     ExitDisplay = 5, ///< there is no screen to open the window on
     ExitTrace = 6,   ///< the trace file cannot be written
+    ExitCard = 7,    ///< the reader or modem cannot be used
 };
 
 /// A command that the user has a time for.
@@ -37,7 +38,9 @@ struct ResponseLimit {
 /// What the command line asks for.
 struct Options {
     QString pluginFile;
-    QString profileFile;
+    QString card; ///< address of the card, as sdk::openCard() takes it
+    bool isCardGiven =
+        false;         ///< by an option or the environment; otherwise `card` is the one that comes with the program
     QString traceFile; ///< where every APDU is written; empty: nowhere
     /// In the order in which they are to be set: those of single commands behind those of all. Empty: the library's.
     std::vector<ResponseLimit> responseLimits;

@@ -23,11 +23,15 @@ void printLine(const SessionEntry &entry)
 
 } // namespace
 
-Session::Session(const Options &options) : m_options(options), m_profileFile(options.profileFile)
+Session::Session(const Options &options) : m_options(options), m_card(options.card)
 {
     setLimits();
     sdk::setExchangeListener([this](const sdk::Exchange &exchange) { listen(exchange); });
     sdk::setApduListener([this](const sdk::ApduExchange &exchange) { add(describe(exchange)); });
+    sdk::setTurnListener([this](sdk::Turn turn) {
+        QMetaObject::invokeMethod(
+            this, [this, turn] { setTurn(turn); }, Qt::QueuedConnection);
+    });
     if (options.callbackOnUiThread)
         setDispatcher(true);
 }
@@ -116,27 +120,39 @@ bool Session::startTrace(QString *error)
 
 bool Session::attach(QString *error)
 {
-    return attach(m_profileFile, error);
+    return attach(m_card, error);
 }
 
-bool Session::attach(const QString &profileFile, QString *error)
+bool Session::attach(const QString &card, QString *error)
 {
     std::string reason;
-    auto channel = sdk::openVirtualCard(QFile::encodeName(profileFile).toStdString(), &reason);
+    auto channel = sdk::openCard(QFile::encodeName(card).toStdString(), &reason);
     if (!channel) {
         *error = QString::fromStdString(reason);
         return false;
     }
     detach();
-    m_profileFile = profileFile;
+    m_card = card;
     addHostEntry("attaches the " + QString::fromStdString(channel->name()));
     setIdleText(QString());
     m_operatorName = QString::fromStdString(channel->operatorName());
     m_hasNetwork = channel->hasNetwork();
     sdk::attachDevice(std::move(channel));
     m_attached = true;
+    setTurn(sdk::Turn::Card); // until the library tells otherwise
     emit attachedChanged(true);
     return true;
+}
+
+void Session::setTurn(sdk::Turn turn)
+{
+    const sdk::Turn next = m_attached ? turn : sdk::Turn::NoCard;
+    if (next == m_turn)
+        return;
+    m_turn = next;
+    if (m_turn == sdk::Turn::NoCard)
+        setIdleText(QString());
+    emit turnChanged();
 }
 
 void Session::detach()
@@ -147,13 +163,14 @@ void Session::detach()
     sdk::detachDevice();
     m_attached = false;
     m_operatorName.clear();
+    setTurn(sdk::Turn::NoCard);
     setIdleText(QString());
     emit attachedChanged(false);
 }
 
 QString Session::menuTitle() const
 {
-    const std::optional<std::u16string> title = m_attached ? sdk::menuTitle() : std::nullopt;
+    const std::optional<std::u16string> title = hasCard() ? sdk::menuTitle() : std::nullopt;
     return title ? QString::fromStdU16String(*title) : QString();
 }
 

@@ -13,6 +13,7 @@ namespace
 {
 
 const char languageKey[] = "language";
+const char cardKey[] = "card";
 const char darkKey[] = "dark";
 const char inspectorKey[] = "inspector-open";
 
@@ -35,6 +36,16 @@ QString Settings::language() const
 void Settings::setLanguage(const QString &code)
 {
     m_settings.setValue(languageKey, code);
+}
+
+QString Settings::card() const
+{
+    return m_settings.value(cardKey).toString();
+}
+
+void Settings::setCard(const QString &address)
+{
+    m_settings.setValue(cardKey, address);
 }
 
 bool Settings::isDark() const

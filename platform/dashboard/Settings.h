@@ -10,8 +10,8 @@ QT_END_NAMESPACE
 namespace dashboard
 {
 
-/// What the user has chosen the last time: language and style, where the windows were and how they were divided. What
-/// is there to disturb card and terminal is not kept.
+/// What the user has chosen the last time: card, language and style, where the windows were and how they were divided.
+/// What is there to disturb card and terminal is not kept.
 class Settings
 {
 public:
@@ -23,6 +23,10 @@ public:
     /// Empty: never chosen.
     QString language() const;
     void setLanguage(const QString &code);
+
+    /// Address of the card; empty: never chosen.
+    QString card() const;
+    void setCard(const QString &address);
 
     bool isDark() const;
     void setDark(bool isDark);

@@ -1,4 +1,5 @@
 #include "core/CoreControl.h"
+#include "dashboard/CardChoice.h"
 #include "dashboard/CardPanel.h"
 #include "dashboard/DashboardWindow.h"
 #include "dashboard/GlobalKeys.h"
@@ -49,14 +50,33 @@ bool haveScreen()
            qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
 }
 
-/// Tells a broken profile before anything is opened.
-bool checkProfile(const Options &options, QString *error)
+bool canBeOpened(const QString &card, QString *error)
 {
     std::string reason;
-    if (!options.attachAtStart || sdk::openVirtualCard(QFile::encodeName(options.profileFile).toStdString(), &reason))
+    if (sdk::openCard(QFile::encodeName(card).toStdString(), &reason))
         return true;
     *error = QString::fromStdString(reason);
     return false;
+}
+
+/// Tells a card that cannot be used before anything is opened.
+bool checkCard(const Options &options, QString *error)
+{
+    return !options.attachAtStart || canBeOpened(options.card, error);
+}
+
+/// Without a word about the card it is the one that was chosen the last time. One that is not there any more is no
+/// reason not to start: it gives way to the one that comes with the program. Gives what there is to tell about that.
+QString chooseCard(const Settings &settings, Options *options)
+{
+    QString reason;
+    const QString last = settings.card();
+    if (options->isCardGiven || last.isEmpty())
+        return QString();
+    if (options->attachAtStart && !canBeOpened(last, &reason))
+        return QString("does without %1, which was there the last time: %2").arg(cardWords(last), reason);
+    options->card = last;
+    return QString();
 }
 
 /// The folder that holds "plugins/<name>/<library>".
@@ -96,6 +116,7 @@ void connectWindows(Session &session, SessionModel &model, DashboardWindow &wind
     QObject::connect(&window, &DashboardWindow::languageChanged, panel, &CardPanel::showLanguage);
     QObject::connect(&window, &DashboardWindow::languageChanged,
                      [&settings](const QString &code) { settings.setLanguage(code); });
+    QObject::connect(panel, &CardPanel::cardChosen, [&settings](const QString &address) { settings.setCard(address); });
     QObject::connect(panel, &CardPanel::styleChosen, [&settings](bool isDark) {
         settings.setDark(isDark);
         applyStyle(isDark);
@@ -120,11 +141,10 @@ void keepWindows(Settings &settings, const DashboardWindow &window, const Inspec
     settings.setInspectorOpen(inspector.isVisible());
 }
 
-int runDashboard(const Options &options)
+int runDashboard(const Options &options, Settings &settings, const QString &remark)
 {
     if (!options.debugLog)
         QLoggingCategory::setFilterRules("default.debug=false");
-    Settings settings;
     chooseLooks(options, settings);
     core::setPluginLibraryPath(libraryFolder(options.pluginFile));
 
@@ -154,6 +174,8 @@ int runDashboard(const Options &options)
 
     restoreWindows(options, settings, window, inspector);
     session.addHostEntry("ready with " + plugin.title());
+    if (!remark.isEmpty())
+        session.addHostEntry(remark);
     if (options.attachAtStart)
         window.attachDevice();
     const int result = QApplication::exec();
@@ -170,12 +192,16 @@ int runDashboard(const Options &options)
 
 int main(int argc, char *argv[])
 {
-    const CommandLine line = readCommandLine(argc, argv);
+    CommandLine line = readCommandLine(argc, argv);
     if (!line.run)
         return say(line.exitCode, line.message);
+    // The device-service library would attach that card by itself, also when there is to be no device.
+    qunsetenv("STK_CARD");
+    Settings settings;
+    const QString remark = chooseCard(settings, &line.options);
     QString error;
-    if (!checkProfile(line.options, &error))
-        return fail(ExitProfile, error);
+    if (!checkCard(line.options, &error))
+        return fail(isRealCard(line.options.card) ? ExitCard : ExitProfile, error);
     if (!haveScreen())
         return fail(ExitDisplay, "there is no screen: set DISPLAY, or use ./run for a tour without one");
 
@@ -183,5 +209,5 @@ int main(int argc, char *argv[])
     QApplication application(noArguments, argv);
     application.setApplicationName("stk-dashboard");
     application.setApplicationVersion(STK_VERSION);
-    return runDashboard(line.options);
+    return runDashboard(line.options, settings, remark);
 }

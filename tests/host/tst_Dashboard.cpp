@@ -1,5 +1,6 @@
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
 #include <QtCore/QtEndian>
@@ -64,6 +65,8 @@ private slots:
     void languageChangesWhileTheWindowIsOpen();
     void webPageIsOnlyToldWithoutABrowser();
     void choicesAreRemembered();
+    void cardIsAsTheLastTime();
+    void environmentNamesTheCard();
 
 private:
     QString write(const QString &name, const QByteArray &content) const;
@@ -224,6 +227,8 @@ void tst_Dashboard::refusalTellsWhy_data()
                                      << m_folder.path() + ":";
     QTest::newRow("missing profile") << QStringList{"--profile", missing} << 4 << missing + ":";
     QTest::newRow("broken profile") << QStringList{"--profile", broken} << 4 << broken + ":";
+    QTest::newRow("missing profile by --card") << QStringList{"--card", missing} << 4 << missing + ":";
+    QTest::newRow("missing reader") << QStringList{"--card", "pcsc:Nobody has this reader"} << 7 << "PC/SC";
 }
 
 void tst_Dashboard::refusalTellsWhy()
@@ -382,6 +387,54 @@ void tst_Dashboard::choicesAreRemembered()
     sendSignal(SIGTERM);
     QVERIFY(waitForEnd());
     QCOMPARE(m_program.exitCode(), 0);
+}
+
+void tst_Dashboard::cardIsAsTheLastTime()
+{
+    const QString last = write("last.yaml", "name: Last\nmenu: {title: Last menu, items: [{text: One}]}\n");
+    QVERIFY(QDir().mkpath(m_settings + "/stk-dashboard"));
+    QFile settings(m_settings + "/stk-dashboard/stk-dashboard.ini");
+    QVERIFY(settings.open(QIODevice::WriteOnly));
+    settings.write("[General]\ncard=" + last.toUtf8() + "\n");
+    settings.close();
+    start({"--print-session"});
+    QVERIFY(waitForLine("host: attaches the virtual card 'Last'"));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+
+    start({"--print-session", "--profile", PROFILE}); // what is said counts
+    QVERIFY(waitForLine("host: attaches the virtual card 'Demo'"));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+
+    QVERIFY(QFile::remove(last));
+    start({"--print-session"});
+    QVERIFY(waitForLine("host: attaches the virtual card 'Demo'"));
+    QVERIFY(m_output.contains("\nhost: does without the card of last.yaml, which was there the last time: " + last));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_program.exitCode(), 0);
+}
+
+void tst_Dashboard::environmentNamesTheCard()
+{
+    const QString named = write("named.yaml", "name: Named\nmenu: {title: Named menu, items: [{text: One}]}\n");
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("STK_CARD", named);
+    m_program.setProcessEnvironment(environment);
+    start({"--print-session"});
+    QVERIFY(waitForLine("card asks: SET UP MENU \"Named menu\""));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_output.count("SET UP MENU \"Named menu\""), 1); // one card only
+
+    start({"--print-session", "--no-device"});
+    QVERIFY(waitForLine("host: ready with"));
+    sendSignal(SIGUSR2);
+    QVERIFY(waitForLine("card asks: SET UP MENU \"Named menu\""));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_output.count("SET UP MENU \"Named menu\""), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_Dashboard)

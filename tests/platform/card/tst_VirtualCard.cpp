@@ -73,6 +73,10 @@ private slots:
     void saysNothingBeforeTheTerminalProfile();
     void proposesTheMainMenu();
     void answersToTheGsmClass();
+    void selectsItsMasterFile();
+    void selectsTheMasterFileOfASim();
+    void masterFileWaitsForOneCommandOnly();
+    void selectTellsACommandThatWaits();
     void cardWithoutMenuStaysSilent();
     void longestMenuIsAnnouncedAsZero();
     void fetchWantsTheRightLength();
@@ -208,6 +212,49 @@ void tst_VirtualCard::answersToTheGsmClass()
     const QByteArray announcement = send("A010000002FFFF");
     QVERIFY(announcement.startsWith("91"));
     QVERIFY(send("A0120000" + announcement.mid(2)).endsWith(done));
+}
+
+void tst_VirtualCard::selectsItsMasterFile()
+{
+    const QByteArray parameters = "621382027821"
+                                  "83023F00"
+                                  "8A0105"
+                                  "C606900100830101";
+    QCOMPARE(send("00A4000C023F00"), done);
+    QCOMPARE(send("00A40004023F0000"), parameters + done);
+    QCOMPARE(send("00A40004023F0015"), parameters + done);
+    QCOMPARE(send("00A40004023F00"), QByteArray("6115"));
+    QCOMPARE(send("00C0000016"), QByteArray("6C15"));
+    QCOMPARE(send("00C0000015"), parameters + done);
+    QCOMPARE(send("00C0000015"), QByteArray("6985"));
+}
+
+void tst_VirtualCard::selectsTheMasterFileOfASim()
+{
+    QCOMPARE(send("A0A40000023F00"), QByteArray("9F16"));
+    const QByteArray answer = send("A0C0000016");
+    QCOMPARE(answer.size(), 2 * (22 + 2));
+    QCOMPARE(answer.mid(2 * 4, 6), QByteArray("3F0001")); // its identifier, and that it is the master file
+    QVERIFY(answer.endsWith(done));
+}
+
+void tst_VirtualCard::masterFileWaitsForOneCommandOnly()
+{
+    QCOMPARE(send("00A40004023F00"), QByteArray("6115"));
+    QCOMPARE(send("80F2000C00"), done);
+    QCOMPARE(send("00C0000015"), QByteArray("6985"));
+    QCOMPARE(send("00A40004023F00"), QByteArray("6115"));
+    m_card->reset();
+    QCOMPARE(send("00C0000015"), QByteArray("6985"));
+}
+
+void tst_VirtualCard::selectTellsACommandThatWaits()
+{
+    const QByteArray announcement = send("8010000002FFFF");
+    QCOMPARE(send("00A4000C023F00"), announcement);
+    QVERIFY(send("00A40004023F0000").endsWith(announcement));
+    fetch(announcement);
+    QCOMPARE(send("00A4000C023F00"), done);
 }
 
 void tst_VirtualCard::cardWithoutMenuStaysSilent()
@@ -565,7 +612,14 @@ void tst_VirtualCard::refusesMalformedCommands_data()
     QTest::addColumn<QByteArray>("status");
     QTest::newRow("nothing") << QByteArray() << QByteArray("6700");
     QTest::newRow("three bytes") << QByteArray("801000") << QByteArray("6700");
-    QTest::newRow("unknown class") << QByteArray("00A4000C023F00") << QByteArray("6E00");
+    QTest::newRow("unknown class") << QByteArray("01A4000C023F00") << QByteArray("6E00");
+    QTest::newRow("instruction of the other class") << QByteArray("0010000002FFFF") << QByteArray("6D00");
+    QTest::newRow("file that is not there") << QByteArray("00A4000C027F20") << QByteArray("6A82");
+    QTest::newRow("longer identifier") << QByteArray("00A4000C033F0000") << QByteArray("6A82");
+    QTest::newRow("application that is not there") << QByteArray("00A4040407A0000000871002") << QByteArray("6A82");
+    QTest::newRow("select nothing") << QByteArray("00A4000C") << QByteArray("6700");
+    QTest::newRow("select, wrong length expected") << QByteArray("00A40004023F0001") << QByteArray("6C15");
+    QTest::newRow("nothing to get") << QByteArray("00C0000015") << QByteArray("6985");
     QTest::newRow("proprietary class") << QByteArray("FF10000001FF") << QByteArray("6E00");
     QTest::newRow("unknown instruction") << QByteArray("8099000000") << QByteArray("6D00");
     QTest::newRow("P1 of TERMINAL PROFILE") << QByteArray("8010010001FF") << QByteArray("6B00");

@@ -4,6 +4,7 @@
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
 #include "dashboard/SignalBars.h"
+#include "platform/dashboard/ReaderDouble.h"
 
 #include <QAccessible>
 #include <QComboBox>
@@ -28,6 +29,7 @@ private slots:
     void init();
     void cleanup();
     void startsWithoutDevice();
+    void emptyReaderSaysSoUntilThereIsACard();
     void attachedDeviceShowsItsMenu();
     void deviceButtonTakesTheDeviceAway();
     void toolkitButtonOpensThePluginsWindow_data();
@@ -68,7 +70,7 @@ private:
 
 void tst_DashboardWindow::writeProfile(const QByteArray &content)
 {
-    QFile file(m_options.profileFile);
+    QFile file(m_options.card);
     QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
 }
 
@@ -80,7 +82,7 @@ bool tst_DashboardWindow::attach()
 
 void tst_DashboardWindow::init()
 {
-    m_options.profileFile = m_folder.filePath("card.yaml");
+    m_options.card = m_folder.filePath("card.yaml");
     writeProfile("name: Test\noperator: Test operator\nmenu:\n  title: Test menu\n  items:\n    - text: One\n");
     m_session.reset(new Session(m_options));
     m_plugin.reset(new PluginHost);
@@ -110,6 +112,23 @@ void tst_DashboardWindow::startsWithoutDevice()
     QVERIFY(find<QLabel>("deviceLabel")->text().endsWith("Device detached"));
     QCOMPARE(find<QPushButton>("deviceButton")->text(), QString("&Attach device"));
     QVERIFY(!find<QPushButton>("simToolkitButton")->isEnabled());
+}
+
+void tst_DashboardWindow::emptyReaderSaysSoUntilThereIsACard()
+{
+    ReaderDouble reader(m_options.card.toStdString());
+    QVERIFY(attach());
+    sdk::attachDevice(reader.channel());
+    QTRY_COMPARE(find<QLabel>("operatorLabel")->text(), QString("No card"));
+    QVERIFY(find<QLabel>("deviceLabel")->text().endsWith("Insert a card"));
+    QCOMPARE(find<SignalBars>("signalBars")->strength(), 0);
+    QCOMPARE(find<QPushButton>("simToolkitButton")->text(), QString("&SIM Toolkit"));
+    QVERIFY(!find<QPushButton>("simToolkitButton")->isEnabled());
+    QCOMPARE(find<QPushButton>("deviceButton")->text(), QString("&Detach device"));
+    reader.insert();
+    QTRY_COMPARE(find<QPushButton>("simToolkitButton")->text(), QString("&SIM Toolkit\nTest menu"));
+    QVERIFY(find<QPushButton>("simToolkitButton")->isEnabled());
+    QVERIFY(find<QLabel>("deviceLabel")->text().endsWith("Device attached"));
 }
 
 void tst_DashboardWindow::attachedDeviceShowsItsMenu()
@@ -260,7 +279,7 @@ void tst_DashboardWindow::brokenProfileIsReportedInAMessage()
     auto *box = m_window->findChild<QMessageBox *>();
     QVERIFY(box);
     QVERIFY(QTest::qWaitForWindowExposed(box));
-    QVERIFY2(box->informativeText().startsWith(m_options.profileFile + ":"), qPrintable(box->informativeText()));
+    QVERIFY2(box->informativeText().startsWith(m_options.card + ":"), qPrintable(box->informativeText()));
     QVERIFY(!m_session->isAttached());
     box->accept();
     QTRY_VERIFY(!m_window->findChild<QMessageBox *>());

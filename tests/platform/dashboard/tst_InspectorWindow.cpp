@@ -12,6 +12,7 @@
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMenu>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollArea>
@@ -74,6 +75,12 @@ private slots:
     void cardGoesInAndOut();
     void brokenProfileChangesNothing();
     void otherProfileTakesItsPlace();
+    void cardMenuOffersWhatThereIs();
+    void cardMenuTellsWhyThereIsNothing();
+    void profileIsAskedFor();
+    void chosenCardIsTold();
+    void faultsAreForVirtualCards();
+    void turnIsShown();
     void faultsAreTold();
     void threadAndLimitAreSet();
     void looksAreAskedFor();
@@ -82,6 +89,8 @@ private slots:
 
 private:
     bool attach();
+    QStringList cardMenu() const;
+    void pick(const QString &text) const;
     bool hasEntry(const QString &start) const;
     template <typename Widget>
     Widget *find(const char *name) const
@@ -115,11 +124,33 @@ void tst_InspectorWindow::fill(int count)
         add(EntryKind::Host, QString("line %1").arg(i));
 }
 
+/// What the card menu has when it opens, without its lines.
+QStringList tst_InspectorWindow::cardMenu() const
+{
+    auto *menu = find<QMenu>("cardMenu");
+    emit menu->aboutToShow();
+    QStringList texts;
+    for (const QAction *action : menu->actions()) {
+        if (!action->isSeparator())
+            texts << action->text();
+    }
+    return texts;
+}
+
+void tst_InspectorWindow::pick(const QString &text) const
+{
+    for (QAction *action : find<QMenu>("cardMenu")->actions()) {
+        if (action->text() == text)
+            return action->trigger();
+    }
+    qFatal("the card menu has no %s", qPrintable(text));
+}
+
 void tst_InspectorWindow::init()
 {
     m_model = std::make_unique<SessionModel>();
-    m_options.profileFile = m_folder.filePath("card.yaml");
-    QFile file(m_options.profileFile);
+    m_options.card = m_folder.filePath("card.yaml");
+    QFile file(m_options.card);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("name: Test\nmenu:\n  title: Test menu\n  items:\n    - text: One\n");
     file.close();
@@ -415,10 +446,10 @@ void tst_InspectorWindow::cardGoesInAndOut()
 void tst_InspectorWindow::brokenProfileChangesNothing()
 {
     QVERIFY(attach());
-    m_window->cardPanel()->useProfile(m_folder.filePath("missing.yaml"));
+    m_window->cardPanel()->useCard(m_folder.filePath("missing.yaml"));
     QVERIFY2(m_window->report().contains("missing.yaml"), qPrintable(m_window->report()));
     QVERIFY(m_session->isAttached());
-    QCOMPARE(find<QLineEdit>("profileLineEdit")->text(), m_options.profileFile);
+    QCOMPARE(find<QLineEdit>("cardLineEdit")->text(), m_options.card);
 }
 
 void tst_InspectorWindow::otherProfileTakesItsPlace()
@@ -429,10 +460,88 @@ void tst_InspectorWindow::otherProfileTakesItsPlace()
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("name: Other\nmenu:\n  title: Other menu\n  items:\n    - text: One\n");
     file.close();
-    m_window->cardPanel()->useProfile(other);
+    m_window->cardPanel()->useCard(other);
     QTRY_COMPARE(m_session->menuTitle(), QString("Other menu"));
-    QCOMPARE(find<QLineEdit>("profileLineEdit")->text(), other);
+    QCOMPARE(find<QLineEdit>("cardLineEdit")->text(), other);
     QVERIFY(hasEntry("host: detaches the device"));
+}
+
+void tst_InspectorWindow::cardMenuOffersWhatThereIs()
+{
+    CardPlaces places{{"One & only", "Two"}, QString(), {"/dev/ttyUSB0"}};
+    m_window->cardPanel()->setFinder([&places] { return places; });
+    QCOMPARE(cardMenu(), QStringList({"&Profile ...", "Reader One && only", "Reader Two", "Modem /dev/ttyUSB0"}));
+    places = {{"Three"}, QString(), {"/dev/ttyACM1", "/dev/ttyACM2"}};
+    QCOMPARE(cardMenu(), QStringList({"&Profile ...", "Reader Three", "Modem /dev/ttyACM1", "Modem /dev/ttyACM2"}));
+}
+
+void tst_InspectorWindow::cardMenuTellsWhyThereIsNothing()
+{
+    m_window->cardPanel()->setFinder([] { return CardPlaces{{}, "the service does not run: start it", {}}; });
+    QCOMPARE(cardMenu(), QStringList({"&Profile ...", "No reader: why?", "No modem: why?"}));
+    pick("No reader: why?");
+    QCOMPARE(m_window->report(), QString("No reader: the service does not run: start it"));
+    pick("No modem: why?");
+    QVERIFY2(m_window->report().startsWith("No modem: "), qPrintable(m_window->report()));
+}
+
+void tst_InspectorWindow::profileIsAskedFor()
+{
+    cardMenu();
+    pick("&Profile ...");
+    auto *dialog = m_window->findChild<QFileDialog *>("profileDialog");
+    QVERIFY(dialog);
+    dialog->close();
+    QTRY_VERIFY(!m_window->findChild<QFileDialog *>("profileDialog"));
+}
+
+void tst_InspectorWindow::chosenCardIsTold()
+{
+    QSignalSpy chosen(m_window->cardPanel(), &CardPanel::cardChosen);
+    m_window->cardPanel()->setFinder([] { return CardPlaces{{"Nobody has this reader"}, QString(), {}}; });
+    QVERIFY(attach());
+    cardMenu();
+    pick("Reader Nobody has this reader");
+    QVERIFY2(m_window->report().startsWith("The card stays as it is. "), qPrintable(m_window->report()));
+    QVERIFY(m_session->isAttached());
+    QCOMPARE(m_session->card(), m_options.card);
+    QCOMPARE(chosen.count(), 0);
+    m_window->cardPanel()->useCard(m_options.card);
+    QCOMPARE(m_window->report(), QString("The device has the card of card.yaml."));
+    QCOMPARE(chosen.count(), 1);
+    QCOMPARE(chosen.at(0).at(0).toString(), m_options.card);
+}
+
+void tst_InspectorWindow::faultsAreForVirtualCards()
+{
+    QVERIFY(find<QCheckBox>("hangCheckBox")->isEnabled());
+    QVERIFY(find<QPushButton>("failButton")->isEnabled());
+    m_window.reset();
+    m_session.reset();
+    m_options.card = "pcsc";
+    m_session = std::make_unique<Session>(m_options);
+    m_window = std::make_unique<InspectorWindow>(*m_model, *m_session);
+    m_window->open();
+    QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+    for (const char *name : {"hangCheckBox", "failButton"}) {
+        QVERIFY(!find<QAbstractButton>(name)->isEnabled());
+        QVERIFY(find<QAbstractButton>(name)->toolTip().contains("virtual card"));
+    }
+    QTest::mouseClick(find<QPushButton>("raiseButton"), Qt::LeftButton);
+    QVERIFY2(m_window->report().contains("in a reader or a modem"), qPrintable(m_window->report()));
+}
+
+void tst_InspectorWindow::turnIsShown()
+{
+    auto *label = find<QLabel>("turnLabel");
+    QCOMPARE(label->text(), QString("Session: no device"));
+    QVERIFY(attach());
+    QTRY_COMPARE(label->text(), QString("Session: at rest"));
+    QAccessibleInterface *const said = QAccessible::queryAccessibleInterface(label);
+    QCOMPARE(said->text(QAccessible::Name), QString("Session: at rest"));
+    QVERIFY(label->isVisible());
+    find<QPushButton>("insertButton")->click();
+    QCOMPARE(label->text(), QString("Session: no device"));
 }
 
 void tst_InspectorWindow::faultsAreTold()

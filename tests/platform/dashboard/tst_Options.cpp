@@ -23,6 +23,8 @@ class tst_Options : public QObject
 private slots:
     void nothingGivenMeansTheDefaults();
     void valuesAreTaken();
+    void cardIsThatNamed_data();
+    void cardIsThatNamed();
     void limits_data();
     void limits();
     void limitsOfSingleCommandsComeBehindThatOfAll();
@@ -38,7 +40,7 @@ void tst_Options::nothingGivenMeansTheDefaults()
     QVERIFY(line.run);
     QVERIFY(line.message.isEmpty());
     QVERIFY(line.options.pluginFile.endsWith("/lib/plugins/STKPlugin/libSTKPlugin.so"));
-    QVERIFY(line.options.profileFile.endsWith("/share/stk-dashboard/profiles/demo.yaml"));
+    QVERIFY(line.options.card.endsWith("/share/stk-dashboard/profiles/demo.yaml"));
     QVERIFY(!line.options.pluginFile.contains(".."));
     QVERIFY(line.options.traceFile.isEmpty());
     QVERIFY(line.options.responseLimits.empty());
@@ -60,7 +62,7 @@ void tst_Options::valuesAreTaken()
                                     "t.pcap", "--no-browser", "--inspector", "--style", "dark"});
     QVERIFY2(line.run, qPrintable(line.message));
     QCOMPARE(line.options.pluginFile, QString("p.so"));
-    QCOMPARE(line.options.profileFile, QString("c.yaml"));
+    QCOMPARE(line.options.card, QString("c.yaml"));
     QCOMPARE(line.options.language, QString("de"));
     QVERIFY(line.options.isDark == true);
     QVERIFY(!line.options.callbackOnUiThread);
@@ -70,6 +72,40 @@ void tst_Options::valuesAreTaken()
     QVERIFY(line.options.openInspector);
     QCOMPARE(line.options.traceFile, QString("t.pcap"));
     QVERIFY(!line.options.openBrowser);
+}
+
+void tst_Options::cardIsThatNamed_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("environment");
+    QTest::addColumn<QString>("card"); // the end of it
+    QTest::addColumn<bool>("isGiven");
+
+    QTest::newRow("nothing") << QStringList() << QByteArray() << "/profiles/demo.yaml" << false;
+    QTest::newRow("profile") << QStringList{"--profile", "c.yaml"} << QByteArray() << "c.yaml" << true;
+    QTest::newRow("profile by --card") << QStringList{"--card", "c.yaml"} << QByteArray() << "c.yaml" << true;
+    QTest::newRow("reader") << QStringList{"--card", "pcsc:My reader"} << QByteArray() << "pcsc:My reader" << true;
+    QTest::newRow("modem") << QStringList{"--card=modem:localhost:1"} << QByteArray() << "modem:localhost:1" << true;
+    QTest::newRow("profile that is called like a reader")
+        << QStringList{"--profile", "pcsc"} << QByteArray() << "./pcsc" << true;
+    QTest::newRow("environment") << QStringList() << QByteArray("pcsc") << "pcsc" << true;
+    QTest::newRow("--card goes first") << QStringList{"--card", "c.yaml"} << QByteArray("pcsc") << "c.yaml" << true;
+    QTest::newRow("--profile goes first")
+        << QStringList{"--profile", "c.yaml"} << QByteArray("pcsc") << "c.yaml" << true;
+}
+
+void tst_Options::cardIsThatNamed()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, environment);
+    QFETCH(QString, card);
+    QFETCH(bool, isGiven);
+    qputenv("STK_CARD", environment);
+    const CommandLine line = parse(arguments);
+    qunsetenv("STK_CARD");
+    QVERIFY2(line.run, qPrintable(line.message));
+    QVERIFY2(line.options.card.endsWith(card), qPrintable(line.options.card));
+    QCOMPARE(line.options.isCardGiven, isGiven);
 }
 
 void tst_Options::limits_data()
@@ -133,7 +169,7 @@ void tst_Options::helpAndVersionEndWithSuccess_data()
     QTest::newRow("-h") << "-h"
                         << "SIGUSR1";
     QTest::newRow("exit codes") << "--help"
-                                << "6 trace file";
+                                << "6 trace file, 7 reader or modem";
     QTest::newRow("keys of the host") << "--help"
                                       << "F8 goes on to the";
     QTest::newRow("--version") << "--version"
@@ -155,7 +191,9 @@ void tst_Options::mistakesAreUsageErrors_data()
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("reason");
 
-    QTest::newRow("unknown option") << QStringList{"--card"} << "card";
+    QTest::newRow("unknown option") << QStringList{"--frobnicate"} << "frobnicate";
+    QTest::newRow("two cards") << QStringList{"--card", "pcsc", "--profile", "c.yaml"} << "--card and --profile";
+    QTest::newRow("no card") << QStringList{"--card", ""} << "--card takes pcsc, pcsc:NAME";
     QTest::newRow("missing value") << QStringList{"--plugin"} << "plugin";
     QTest::newRow("argument") << QStringList{"demo.yaml"} << "unexpected argument 'demo.yaml'";
     QTest::newRow("limit of an unknown command") << QStringList{"--response-limit", "get-lost=5"} << "'get-lost'";

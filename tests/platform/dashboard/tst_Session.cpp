@@ -1,5 +1,6 @@
 #include "dashboard/Session.h"
 
+#include "platform/dashboard/ReaderDouble.h"
 #include "sdk/MDSVStk.h"
 
 #include <QSignalSpy>
@@ -27,6 +28,8 @@ private slots:
     void canEndAtAnyTime();
     void idleTextIsTheCards();
     void idleTextGoesWithTheDevice();
+    void turnsAreTold();
+    void readerMayBeEmpty();
     void traceIsWritten();
     void traceThatCannotBeWrittenIsRefused();
     void limitsReachTheLibrary();
@@ -47,8 +50,8 @@ QString tst_Session::write(const QString &name, const QByteArray &content) const
 
 void tst_Session::initTestCase()
 {
-    m_options.profileFile = write("card.yaml", "name: Test\nmenu:\n  title: Test menu\n  items:\n    - text: One\n");
-    QVERIFY(!m_options.profileFile.isEmpty());
+    m_options.card = write("card.yaml", "name: Test\nmenu:\n  title: Test menu\n  items:\n    - text: One\n");
+    QVERIFY(!m_options.card.isEmpty());
 }
 
 void tst_Session::attachedCardInstallsItsMenu()
@@ -110,7 +113,7 @@ void tst_Session::brokenProfileIsRefused()
 {
     QFETCH(QString, file);
     Options options = m_options;
-    options.profileFile = file;
+    options.card = file;
     Session session(options);
     QString error;
     QVERIFY(!session.attach(&error));
@@ -121,7 +124,7 @@ void tst_Session::brokenProfileIsRefused()
 void tst_Session::brokenProfileLeavesTheDeviceAsItWas()
 {
     Options options = m_options;
-    options.profileFile = write("changing.yaml", "name: A\nmenu:\n  title: First\n  items:\n    - text: One\n");
+    options.card = write("changing.yaml", "name: A\nmenu:\n  title: First\n  items:\n    - text: One\n");
     Session session(options);
     QString error;
     QVERIFY2(session.attach(&error), qPrintable(error));
@@ -171,7 +174,7 @@ void tst_Session::canEndAtAnyTime()
 void tst_Session::idleTextIsTheCards()
 {
     Options options = m_options;
-    options.profileFile = write("idle.yaml", "name: A\nat-start:\n  - idle-text: \"Good\\nmorning\"\n");
+    options.card = write("idle.yaml", "name: A\nat-start:\n  - idle-text: \"Good\\nmorning\"\n");
     Session session(options);
     QSignalSpy changes(&session, &Session::idleTextChanged);
     QString error;
@@ -183,13 +186,53 @@ void tst_Session::idleTextIsTheCards()
 void tst_Session::idleTextGoesWithTheDevice()
 {
     Options options = m_options;
-    options.profileFile = write("idle.yaml", "name: A\nat-start:\n  - idle-text: Hello\n");
+    options.card = write("idle.yaml", "name: A\nat-start:\n  - idle-text: Hello\n");
     Session session(options);
     QString error;
     QVERIFY2(session.attach(&error), qPrintable(error));
     QTRY_COMPARE(session.idleText(), QString("Hello"));
     session.detach();
     QCOMPARE(session.idleText(), QString());
+}
+
+void tst_Session::turnsAreTold()
+{
+    Options options = m_options;
+    options.card = write("asks.yaml", "name: A\nat-start:\n  - display: Hello\n");
+    Session session(options);
+    QCOMPARE(session.turn(), sdk::Turn::NoCard);
+    QVERIFY(!session.hasCard());
+    QSignalSpy turns(&session, &Session::turnChanged);
+    QString error;
+    QVERIFY(session.attach(&error));
+    QVERIFY(session.hasCard());
+    QTRY_COMPARE(session.turn(), sdk::Turn::User);
+    session.detach();
+    QCOMPARE(session.turn(), sdk::Turn::NoCard);
+    QVERIFY(turns.count() >= 3);
+    QCoreApplication::processEvents(); // what the library has told late changes nothing
+    QCOMPARE(session.turn(), sdk::Turn::NoCard);
+}
+
+void tst_Session::readerMayBeEmpty()
+{
+    ReaderDouble reader(m_options.card.toStdString());
+    Session session(m_options);
+    QString error;
+    QVERIFY(session.attach(&error));
+    sdk::attachDevice(reader.channel());
+    QTRY_VERIFY(!session.hasCard());
+    QVERIFY(session.isAttached());
+    QVERIFY(!session.hasNetwork());
+    QCOMPARE(session.menuTitle(), QString());
+    reader.insert();
+    QTRY_COMPARE(session.menuTitle(), QString("Test menu"));
+    QVERIFY(session.hasCard());
+    reader.pull();
+    QTRY_VERIFY(!session.hasCard());
+    reader.insert();
+    QTRY_COMPARE(session.turn(), sdk::Turn::Rest);
+    QCOMPARE(session.menuTitle(), QString("Test menu"));
 }
 
 void tst_Session::traceIsWritten()
@@ -218,7 +261,7 @@ void tst_Session::traceThatCannotBeWrittenIsRefused()
 void tst_Session::limitsReachTheLibrary()
 {
     Options options = m_options;
-    options.profileFile = write("limits.yaml", "name: A\nat-start:\n  - display: Hello\n");
+    options.card = write("limits.yaml", "name: A\nat-start:\n  - display: Hello\n");
     options.responseLimits = {{std::nullopt, std::chrono::milliseconds(3600000)},
                               {MDSV_STKTYPE_DISPLAY_TEXT, std::chrono::milliseconds(50)}};
     Session session(options);
@@ -232,7 +275,7 @@ void tst_Session::limitsReachTheLibrary()
 void tst_Session::unattendedLimitReachesTheLibrary()
 {
     Options options = m_options;
-    options.profileFile =
+    options.card =
         write("unattended.yaml", "name: A\nat-start:\n  - display: {text: Hello, clear: auto, duration: 100ms}\n");
     options.responseLimits = {{std::nullopt, std::chrono::milliseconds(3600000)}};
     options.unattendedLimit = std::chrono::milliseconds(50);

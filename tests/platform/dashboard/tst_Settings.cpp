@@ -78,11 +78,13 @@ void tst_Settings::choicesAreKept()
 {
     {
         Settings settings(m_file);
+        settings.setCard("pcsc:My reader");
         settings.setLanguage("de");
         settings.setDark(true);
         settings.setInspectorOpen(true);
     }
     const Settings settings(m_file);
+    QCOMPARE(settings.card(), QString("pcsc:My reader"));
     QCOMPARE(settings.language(), QString("de"));
     QVERIFY(settings.isDark());
     QVERIFY(settings.isInspectorOpen());
