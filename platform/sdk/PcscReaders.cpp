@@ -12,6 +12,8 @@ namespace sdk
 namespace
 {
 
+constexpr int listTries = 5;
+
 struct Problem {
     LONG code;
     const char *text;
@@ -92,15 +94,15 @@ LONG pcscReaders(SCARDCONTEXT context, std::vector<std::string> *names)
     names->clear();
     std::vector<char> buffer;
     LONG code = SCARD_E_INSUFFICIENT_BUFFER;
-    while (code == SCARD_E_INSUFFICIENT_BUFFER) { // one that is plugged in meanwhile makes the list longer
+    // A reader that is plugged in meanwhile makes the list longer.
+    for (int tries = 0; tries < listTries && code == SCARD_E_INSUFFICIENT_BUFFER; ++tries) {
         DWORD size = 0;
         stopAtProcessEnd();
         code = SCardListReaders(context, nullptr, nullptr, &size);
-        if (code != SCARD_S_SUCCESS)
-            break;
         buffer.assign(size + 1, '\0');
         stopAtProcessEnd();
-        code = SCardListReaders(context, nullptr, buffer.data(), &size);
+        if (code == SCARD_S_SUCCESS)
+            code = SCardListReaders(context, nullptr, buffer.data(), &size);
     }
     if (code != SCARD_S_SUCCESS)
         return code == SCARD_E_NO_READERS_AVAILABLE ? SCARD_S_SUCCESS : code;
