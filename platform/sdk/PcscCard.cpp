@@ -46,6 +46,7 @@ LONG PcscCard::reset(const std::string &reader, const std::atomic<bool> &isWante
         code = restart();
     if (code != SCARD_S_SUCCESS) {
         // The card is another one, or the service is: begin anew.
+        m_isLost = true;
         close();
         code = connect(reader, isWanted);
         if (code == SCARD_S_SUCCESS)
@@ -53,8 +54,10 @@ LONG PcscCard::reset(const std::string &reader, const std::atomic<bool> &isWante
     }
     if (code == SCARD_S_SUCCESS)
         code = findClass();
-    if (code != SCARD_S_SUCCESS)
+    if (code != SCARD_S_SUCCESS) {
+        m_isLost = true;
         close();
+    }
     return code;
 }
 
@@ -71,8 +74,27 @@ LONG PcscCard::connect(const std::string &reader, const std::atomic<bool> &isWan
             break;
         std::this_thread::sleep_for(sharingPause);
     }
+    if (code == SCARD_E_NO_SMARTCARD)
+        code = connectOverlooked(reader);
     m_isConnected = code == SCARD_S_SUCCESS;
+    m_isLost = false;
     return code;
+}
+
+/// A card that was out and in again between two looks of the service, with a reset in between, is there all the same,
+/// and the service learns of it when it powers the reader up.
+LONG PcscCard::connectOverlooked(const std::string &reader)
+{
+    stopAtProcessEnd();
+    LONG code = SCardConnect(m_context.handle(), reader.c_str(), SCARD_SHARE_DIRECT, 0, &m_card, &m_protocol);
+    if (code != SCARD_S_SUCCESS)
+        return SCARD_E_NO_SMARTCARD;
+    code = restart();
+    if (code == SCARD_S_SUCCESS)
+        return code;
+    stopAtProcessEnd();
+    SCardDisconnect(m_card, SCARD_LEAVE_CARD);
+    return SCARD_E_NO_SMARTCARD;
 }
 
 /// A warm reset; a card that does not take it is switched off and on.
@@ -118,10 +140,13 @@ LONG PcscCard::transmit(cat::Bytes apdu, cat::Bytes *answer)
     DWORD size = longestAnswer;
     stopAtProcessEnd();
     const LONG code = SCardTransmit(m_card, protocol, apdu.data(), apdu.size(), nullptr, answer->data(), &size);
-    if (code != SCARD_S_SUCCESS)
+    if (code != SCARD_S_SUCCESS) {
+        m_isLost = true;
         return code;
+    }
     // A card that is pulled out may be reported as a success without an answer.
-    if (size < 2 || size > longestAnswer)
+    m_isLost = size < 2 || size > longestAnswer;
+    if (m_isLost)
         return SCARD_E_COMM_DATA_LOST;
     answer->resize(size);
     return SCARD_S_SUCCESS;
@@ -131,7 +156,7 @@ void PcscCard::close()
 {
     if (m_isConnected) {
         stopAtProcessEnd();
-        SCardDisconnect(m_card, SCARD_RESET_CARD);
+        SCardDisconnect(m_card, m_isLost ? SCARD_LEAVE_CARD : SCARD_RESET_CARD);
         m_isConnected = false;
     }
     m_context.close();

@@ -32,17 +32,20 @@ public:
     /// 80, or A0 for a SIM of before the UICC. Good after reset().
     std::uint8_t toolkitClass() const { return m_toolkitClass; }
 
-    /// Gives card and service up. The card is reset: the next program finds it as new.
+    /// Gives card and service up. The card is reset, so that the next program finds it as new; not so one that was lost,
+    /// since a service that resets a card at the very moment it is out overlooks that it comes back.
     void close();
 
 private:
     LONG connect(const std::string &reader, const std::atomic<bool> &isWanted);
+    LONG connectOverlooked(const std::string &reader);
     LONG restart();
     LONG findClass();
 
     PcscContext m_context;
     SCARDHANDLE m_card = 0;
     bool m_isConnected = false;
+    bool m_isLost = false;
     DWORD m_protocol = 0;
     std::uint8_t m_toolkitClass = 0x80;
 };

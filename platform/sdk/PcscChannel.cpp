@@ -26,8 +26,7 @@ const char cardHangs[] = "the card does not answer: take it out and put it in ag
 
 /// What a reset() with the same card, a while later, gives again.
 constexpr LONG lasting[] = {SCARD_W_UNRESPONSIVE_CARD, SCARD_W_UNPOWERED_CARD, SCARD_W_UNSUPPORTED_CARD,
-                            SCARD_E_PROTO_MISMATCH,    SCARD_E_NO_SMARTCARD,   SCARD_W_REMOVED_CARD,
-                            SCARD_E_UNKNOWN_READER,    SCARD_E_NO_SERVICE};
+                            SCARD_E_PROTO_MISMATCH,    SCARD_E_UNKNOWN_READER, SCARD_E_NO_SERVICE};
 
 bool mayPass(LONG code)
 {

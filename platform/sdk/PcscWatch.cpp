@@ -23,6 +23,8 @@ constexpr std::chrono::milliseconds cancelInterval{20};
 
 constexpr std::chrono::milliseconds endPatience{1000};
 
+constexpr DWORD noCard = ~DWORD(0);
+
 SCARD_READERSTATE stateOf(const char *reader)
 {
     SCARD_READERSTATE state = {};
@@ -103,6 +105,7 @@ bool PcscWatch::Desk::followReaders(SCARDCONTEXT context, const std::string &wan
         m_reader = name;
     }
     SCARD_READERSTATE states[] = {*plugAndPlay, stateOf(name.c_str())};
+    DWORD cardNumber = noCard;
     for (;;) {
         const LONG code = waitForChange(context, states, name.empty() ? 1 : 2);
         if (code != SCARD_S_SUCCESS && code != SCARD_E_UNKNOWN_READER)
@@ -111,8 +114,12 @@ bool PcscWatch::Desk::followReaders(SCARDCONTEXT context, const std::string &wan
         constexpr DWORD away = SCARD_STATE_UNKNOWN | SCARD_STATE_UNAVAILABLE | SCARD_STATE_IGNORE;
         if (name.empty() || code == SCARD_E_UNKNOWN_READER || (states[1].dwCurrentState & away))
             break;
-        const DWORD seen = states[1].dwCurrentState;
-        note([seen](PcscNews &news) { news.see(seen & SCARD_STATE_PRESENT, static_cast<unsigned>(seen >> 16)); });
+        // Each coming and going of a card has a number. A reader that is empty without the card having gone is one that
+        // the service could not reset; it finds out in a moment whether the card is there.
+        const DWORD number = states[1].dwCurrentState >> 16;
+        const bool isThere = (states[1].dwCurrentState & SCARD_STATE_PRESENT) || number == cardNumber;
+        cardNumber = isThere ? number : noCard;
+        note([=](PcscNews &news) { news.see(isThere, static_cast<unsigned>(number)); });
     }
     if (!name.empty())
         note([](PcscNews &news) { news.see(false, 0); });

@@ -17,6 +17,7 @@ struct Reader {
     std::optional<Card> card;
     DWORD events = 0; ///< insertions and removals
     unsigned long cardNumber = 0;
+    bool isOverlooked = false;
 };
 
 struct Context {
@@ -155,7 +156,7 @@ DWORD stateOf(const Reader *reader)
     if (!reader)
         return SCARD_STATE_UNKNOWN;
     const DWORD events = reader->events << 16;
-    if (!reader->card)
+    if (!reader->card || reader->isOverlooked)
         return events | SCARD_STATE_EMPTY;
     return events | SCARD_STATE_PRESENT | (reader->card->isMute ? SCARD_STATE_MUTE : 0u);
 }
@@ -260,6 +261,11 @@ void pull(const std::string &name)
         reader->card.reset();
         ++reader->events;
     });
+}
+
+void overlook(const std::string &name)
+{
+    change([&](Service &s) { findReader(s, name)->isOverlooked = true; });
 }
 
 void endService()
@@ -406,7 +412,12 @@ LONG SCardConnect(SCARDCONTEXT context, LPCSTR name, DWORD mode, DWORD protocols
     const Reader *const reader = findReader(call.s, name);
     if (!reader)
         return SCARD_E_UNKNOWN_READER;
-    if (!reader->card)
+    if (mode == SCARD_SHARE_DIRECT) {
+        *card = ++call.s.lastHandle;
+        call.s.cards[*card] = {context, name, reader->cardNumber};
+        return SCARD_S_SUCCESS;
+    }
+    if (!reader->card || reader->isOverlooked)
         return SCARD_E_NO_SMARTCARD;
     if (reader->card->isMute)
         return SCARD_W_UNPOWERED_CARD;
@@ -434,6 +445,7 @@ LONG SCardReconnect(SCARDHANDLE card, DWORD, DWORD, DWORD how, LPDWORD protocol)
     if (!there)
         return SCARD_W_REMOVED_CARD;
     *protocol = there->protocol;
+    findReader(call.s, call.s.cards[card].reader)->isOverlooked = false;
     return SCARD_S_SUCCESS;
 }
 

@@ -34,6 +34,9 @@ void removeReader(const std::string &name);
 void insert(const std::string &reader, const Card &card = Card());
 void pull(const std::string &reader);
 
+/// The service takes the reader for empty, although there is a card that it has not seen going, until it is powered up.
+void overlook(const std::string &reader);
+
 void endService();
 void startService();
 

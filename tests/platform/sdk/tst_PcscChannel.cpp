@@ -47,6 +47,7 @@ private slots:
     void answerThatIsNoneIsALoss();
     void failedTransmitIsALoss();
     void cardIsLeftAsNew();
+    void lostCardIsLeftAlone();
     void cardIsFreeForTheNextChannel();
 
     void resetWithoutCardSaysSo();
@@ -60,6 +61,7 @@ private slots:
     void readerThatComesBackUnderAnotherName();
     void serviceThatEndsAndStartsIsNews();
     void lostCardIsTriedAgain();
+    void cardThatTheServiceOverlooksIsFound();
     void cardHeldByOthersIsTriedAgain();
     void cardHeldForAMomentIsWaitedFor();
     void restIsQuiet();
@@ -502,6 +504,19 @@ void tst_PcscChannel::cardIsLeftAsNew()
     QVERIFY(pcscdouble::powers().back() == SCARD_RESET_CARD);
 }
 
+void tst_PcscChannel::lostCardIsLeftAlone()
+{
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader);
+    auto channel = open();
+    QVERIFY(reset(channel.get()));
+    pcscdouble::failNext("SCardTransmit", SCARD_W_REMOVED_CARD);
+    cat::Bytes answer;
+    QVERIFY(!channel->transmit(status, &answer));
+    channel.reset();
+    QVERIFY(pcscdouble::powers().back() == SCARD_LEAVE_CARD);
+}
+
 void tst_PcscChannel::cardIsFreeForTheNextChannel()
 {
     pcscdouble::addReader(reader);
@@ -682,6 +697,23 @@ void tst_PcscChannel::lostCardIsTriedAgain()
     QTRY_COMPARE(news(), QStringList({"gone", "there"}));
     QVERIFY2(clock.elapsed() >= patience.retry.count(), qPrintable(QString::number(clock.elapsed())));
     QVERIFY(reset(channel.get()));
+}
+
+void tst_PcscChannel::cardThatTheServiceOverlooksIsFound()
+{
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader);
+    const auto channel = open();
+    QVERIFY(reset(channel.get()));
+    QTRY_COMPARE(pcscdouble::calls("SCardGetStatusChange"), 2);
+    pcscdouble::overlook(reader);
+    pcscdouble::failNext("SCardTransmit", SCARD_W_REMOVED_CARD);
+    cat::Bytes answer;
+    QVERIFY(!channel->transmit(status, &answer));
+    pcscdouble::failNext("SCardReconnect", SCARD_W_REMOVED_CARD);
+    QTRY_COMPARE(news(), QStringList({"gone", "there"}));
+    QVERIFY(reset(channel.get()));
+    QVERIFY(channel->transmit(status, &answer));
 }
 
 void tst_PcscChannel::cardHeldByOthersIsTriedAgain()
