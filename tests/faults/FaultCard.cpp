@@ -53,6 +53,12 @@ void FaultCard::talkNonsense(int count)
     m_nonsense = count;
 }
 
+bool FaultCard::isTalkingNonsense() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_nonsense > 0;
+}
+
 bool FaultCard::isAtRest() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -80,12 +86,15 @@ VpcdCard::Answer FaultCard::transmit(const cat::Bytes &apdu)
     if (m_nonsense == 0)
         return {answerTo(apdu), thinking};
     --m_nonsense;
-    // What was to be fetched never reaches the terminal; a response has reached the card.
+    const cat::Bytes said = noise();
+    // Who says 6Cxx or 93xx has not done it, and is asked again. What was to be fetched never reaches the terminal; a
+    // response has reached the card.
+    const std::uint8_t sw1 = said.size() < 2 ? 0 : said[said.size() - 2];
     if (apdu.size() > 1 && apdu[1] == Fetch)
         m_waiting.clear();
-    else
+    else if (sw1 != 0x6C && sw1 != 0x93)
         answerTo(apdu);
-    return {noise(), thinking};
+    return {said, thinking};
 }
 
 cat::Bytes FaultCard::answerTo(const cat::Bytes &apdu)

@@ -29,6 +29,7 @@ public:
 
     /// The next `count` answers are noise: any bytes, of any length up to 258, or none.
     void talkNonsense(int count);
+    bool isTalkingNonsense() const;
 
     /// The menu has been fetched since the last reset, and nothing is open.
     bool isAtRest() const;

@@ -13,6 +13,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <mutex>
 #include <string>
 #include <thread>
 
@@ -31,7 +33,7 @@ const char usage[] =
     "    replugged  out and in at once\n"
     "    hung       the card answers nothing until it has been given up\n"
     "    killed     the service is killed, and started again when the device has gone\n"
-    "    garbage    some answers are noise\n"
+    "    garbage    some answers are noise; the card is put in anew when it takes that\n"
     "After each the menu must be there again and take a choice. Exit code 1: it was not, a command got no response or two\n"
     "although its card stayed, or files or threads are left over. The last line has the figures.\n";
 
@@ -81,6 +83,29 @@ void answer()
     }
 }
 
+/// The last steps of the session, for the case that it fails.
+struct Diary {
+    std::mutex mutex;
+    std::deque<std::string> steps;
+
+    void add(const std::string &step)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        steps.push_back(step);
+        if (steps.size() > 20)
+            steps.pop_front();
+    }
+
+    void print()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        for (const std::string &step : steps)
+            std::printf("    %s\n", step.c_str());
+    }
+};
+
+Diary diary;
+
 // ---------------------------------------------------------------- the world
 
 int entriesOf(const char *folder)
@@ -125,12 +150,13 @@ bool isGone()
 }
 
 /// The user goes on, answering whatever is open, until a choice from the menu is taken.
-bool chooses()
+bool chooses(milliseconds time = limit)
 {
-    return waitUntil([] {
+    const auto hasChosen = [] {
         answer();
         return isAvailable && MDSV_STKSrv_SelectMenuItem(1, 1) == 0;
-    });
+    };
+    return waitUntil(hasChosen, time);
 }
 
 /// After a last choice everything open is answered.
@@ -180,10 +206,18 @@ bool killed(World *world)
     return world->service.start(&world->problem) && hasGone;
 }
 
+/// The user goes on until the card talks sense again. When the menu was lost to noise, or the reader waits for the rest
+/// of an answer without bytes, only taking the card out helps.
 bool garbage(World *world)
 {
     world->card.talkNonsense(1 + static_cast<int>(world->random() % 4));
-    return true;
+    const bool isOver = waitUntil([world] {
+        answer();
+        MDSV_STKSrv_SelectMenuItem(1, 1);
+        return !world->card.isTalkingNonsense() || !isAvailable || !sdk::menuTitle();
+    });
+    world->card.talkNonsense(0);
+    return isOver && (chooses(milliseconds(1500)) || pulled(world));
 }
 
 struct Fault {
@@ -237,6 +271,13 @@ bool prepare(World *world)
         world->problem = "the reader takes no card";
         return false;
     }
+    sdk::setApduListener([](const sdk::ApduExchange &apdu) {
+        diary.add(cat::toHex(apdu.command) + " -> " + cat::toHex(apdu.answer));
+    });
+    sdk::setExchangeListener([](const sdk::Exchange &exchange) {
+        if (exchange.text.find("refused") == std::string::npos)
+            diary.add(exchange.text);
+    });
     MDSV_STK_RegisterCallBack(onCommand);
     MDSV_DevSrv_RegisterDevMgrCallback(onDevice);
     return attach(world);
@@ -248,7 +289,10 @@ int report(World *world, long struck, std::uint32_t seed, int files, int threads
     const bool isTidy = !world->problem.empty() || waitUntil(isClean, milliseconds(10000));
     const FaultCard::Figures figures = world->card.figures();
     if (!world->problem.empty())
-        std::printf("FAILED: %s\n", world->problem.c_str());
+        std::printf("FAILED: %s; open is the type %d, the menu answers %d; the last steps:\n", world->problem.c_str(),
+                    openType.load(), MDSV_STKSrv_SelectMenuItem(1, 1));
+    if (!world->problem.empty())
+        diary.print();
     if (!isTidy)
         std::printf("FAILED: left over: %d files of %d, %d threads of %d\n", entriesOf("/proc/self/fd"), files,
                     entriesOf("/proc/self/task"), threads);
