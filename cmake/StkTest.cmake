@@ -1,10 +1,12 @@
 # stk_add_test(<class> KIND unit|window|road|plugin|host SOURCES <file>... [LIBRARIES <target>...]
-#              [TIMEOUT <seconds>] [ENVIRONMENT <NAME=value>...] [SHARDS <count>])
+#              [TIMEOUT <seconds>] [ENVIRONMENT <NAME=value>...] [SHARDS <count>] [WITHIN <script>])
 #
 # One QtTest program tst_<class>, registered with CTest under the same name and labelled with its kind. `unit` tests
 # run on the offscreen platform; the other kinds run in a real window, in an X server of their own. A program with
 # SHARDS is registered that many times, as tst_<class>-1 and so on; each run takes its share of the data rows, which
 # STK_TEST_SHARD names to it ("1/4" for the first of four).
+#
+# WITHIN names a script that runs the program it is given, such as tools/with-own-pcsc.
 #
 # STK_TEST_TIMEOUT_FACTOR stretches every time limit, for builds that run slower.
 set(STK_TEST_TIMEOUT_FACTOR 1 CACHE STRING "What the tests' time limits are multiplied by")
@@ -17,7 +19,7 @@ target_link_libraries(stk_test_headers PRIVATE stk::warnings Qt5::Core)
 target_precompile_headers(stk_test_headers PRIVATE <QtCore/QtCore> <functional> <memory> <string> <vector>)
 
 function(stk_add_test name)
-  cmake_parse_arguments(ARG "" "KIND;TIMEOUT;SHARDS" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "" "KIND;TIMEOUT;SHARDS;WITHIN" "SOURCES;LIBRARIES;ENVIRONMENT" ${ARGN})
   if(NOT ARG_KIND MATCHES "^(unit|window|road|plugin|host)$")
     message(FATAL_ERROR "stk_add_test(${name}): unknown kind '${ARG_KIND}'")
   endif()
@@ -34,13 +36,14 @@ function(stk_add_test name)
   endif()
 
   if(ARG_KIND STREQUAL "unit")
-    set(command tst_${name})
+    set(command $<TARGET_FILE:tst_${name}>)
     list(APPEND ARG_ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
   else()
     set(command "${PROJECT_SOURCE_DIR}/tools/with-display" $<TARGET_FILE:tst_${name}>)
     # Widgets need no OpenGL, whose drivers are slow to load and leak a little.
     list(APPEND ARG_ENVIRONMENT "QT_QPA_PLATFORM=xcb" "QT_XCB_GL_INTEGRATION=none")
   endif()
+  list(PREPEND command ${ARG_WITHIN})
   if(ARG_SHARDS)
     foreach(shard RANGE 1 ${ARG_SHARDS})
       add_test(NAME tst_${name}-${shard} COMMAND ${command})
