@@ -19,6 +19,7 @@ public:
     /// What a channel tells by itself.
     enum class News {
         Asks,  ///< the card has something to say: a STATUS brings its announcement
+        Ended, ///< the session is over: the command that FETCH has brought gets no answer any more
         Gone,  ///< the card is not there any more, or does not answer: transmit() fails from now on
         There, ///< there is a card again: the next reset() has a chance
     };
