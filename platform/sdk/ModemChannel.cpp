@@ -116,6 +116,12 @@ void ModemChannel::setListener(std::function<void(News)> listener)
         m_listener.clear();
 }
 
+bool ModemChannel::isGivenUp() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_session.isGivenUp();
+}
+
 void ModemChannel::interrupt()
 {
     m_pipe.stop();

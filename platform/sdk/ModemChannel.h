@@ -44,6 +44,7 @@ public:
     bool reset(std::string *error) override;
     bool transmit(const cat::Bytes &apdu, cat::Bytes *answer) override;
     void setListener(std::function<void(News)> listener) override;
+    bool isGivenUp() const override;
     bool staysWithoutCard() const override { return true; }
     /// What the card would send goes out through the modem when the modem carries it out; what it hands over does not.
     bool hasNetwork() const override { return false; }
@@ -106,7 +107,7 @@ private:
     AtClient m_client;
     int m_complaints = 0; ///< on this line
 
-    std::mutex m_mutex;
+    mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     // Under the mutex.
     bool m_isWanted = false;    ///< reset() waits for a modem

@@ -188,7 +188,7 @@ std::optional<ModemAddress> readModemAddress(const std::string &line, std::strin
     std::string host = line.substr(0, colon);
     if (host.size() > 2 && host.front() == '[' && host.back() == ']')
         host = host.substr(1, host.size() - 2);
-    else if (host.find(':') != std::string::npos)
+    else if (host.find_first_of("[]:") != std::string::npos)
         host.clear(); // an IPv6 address without brackets: where it ends is not to be seen
     const std::string port = colon == std::string::npos ? std::string() : line.substr(colon + 1);
     if (!host.empty() && host.find('\0') == std::string::npos && isPort(port))
@@ -258,10 +258,11 @@ void ModemLine::close()
 {
     if (m_descriptor < 0)
         return;
-    if (!m_isSocket) {
+    if (m_isLocked) {
         ::tcflush(m_descriptor, TCIOFLUSH); // or close() waits for a modem that takes nothing any more
         ::ioctl(m_descriptor, TIOCNXCL);    // a pseudo-terminal would keep it
     }
+    m_isLocked = false;
     ::close(m_descriptor);
     m_descriptor = -1;
 }
@@ -304,6 +305,7 @@ bool ModemLine::makeRaw(const std::string &path, std::string *error)
         put(error, whyNot(path, errno));
         return false;
     }
+    m_isLocked = true;
     ::cfmakeraw(&settings);
     ::cfsetspeed(&settings, B115200);
     settings.c_cflag &= ~static_cast<tcflag_t>(CSTOPB | PARENB | CRTSCTS | HUPCL);

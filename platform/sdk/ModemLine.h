@@ -91,6 +91,7 @@ private:
     const WakePipe *const m_pipe;
     int m_descriptor = -1;
     bool m_isSocket = false;
+    bool m_isLocked = false; ///< a serial line, and ours
 };
 
 } // namespace sdk

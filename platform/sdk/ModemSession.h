@@ -33,6 +33,9 @@ public:
 
     bool isWaiting() const { return !m_waiting.empty(); }
 
+    /// Whether the command that was fetched last gets no answer any more.
+    bool isGivenUp() const { return m_open && m_open->isGivenUp; }
+
     /// 91xx with the length of the command that waits, or 9000.
     cat::Bytes status() const;
 

@@ -62,7 +62,9 @@ ModemDouble::ModemDouble(ModemPeer::Way way, card::Profile profile, const Habits
 ModemDouble::Count ModemDouble::count() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_count;
+    Count count = m_count;
+    count.open = m_isOpen ? 1 : 0;
+    return count;
 }
 
 void ModemDouble::babble(int bytes)

@@ -45,6 +45,7 @@ public:
         int answered = 0;   ///< that got their one response
         int refused = 0;    ///< responses that the card did not want: second ones, or others' ones
         int lost = 0;       ///< commands whose modem was unplugged, silent or restarted before the response
+        int open = 0;       ///< commands without a response until now: one or none
     };
     Count count() const;
 
