@@ -361,11 +361,13 @@ ModemLine::Event ModemLine::wait(short events, Clock::time_point limit)
     pollfd ends[] = {{m_descriptor, events, 0}, {m_pipe->descriptor(), POLLIN, 0}};
     int count = 0;
     do {
+        if (m_pipe->isStopped()) // its byte may have been read away
+            return Event::Woken;
         count = ::poll(ends, 2, timeUntil(limit));
     } while (count < 0 && errno == EINTR);
     if (count < 0)
         return Event::Lost;
-    if (ends[1].revents || m_pipe->isStopped()) {
+    if (ends[1].revents) {
         m_pipe->drain();
         return Event::Woken;
     }

@@ -41,7 +41,8 @@ private:
     bool m_isTalking = false;
 };
 
-/// The way to another card, with everything on it written down.
+/// The way to another card, with everything on it written down. It wants no STATUS at rest: when that comes depends on
+/// the clock.
 class RecordingCard : public sdk::CardChannel
 {
 public:
@@ -52,6 +53,9 @@ public:
     bool reset(std::string *error) override;
     bool transmit(const cat::Bytes &apdu, cat::Bytes *answer) override;
     bool hasNetwork() const override;
+    std::uint8_t toolkitClass() const override { return m_card->toolkitClass(); }
+    void setListener(std::function<void(News)> listener) override { m_card->setListener(std::move(listener)); }
+    bool staysWithoutCard() const override { return m_card->staysWithoutCard(); }
     void interrupt() override;
 
 private:
