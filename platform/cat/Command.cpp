@@ -142,6 +142,41 @@ constexpr ObjectUse launchBrowserObjects[] = {
     optional(objects::frameIdentifier), optional(objects::networkAccessName),
 };
 
+/// MORE TIME, POLLING OFF.
+constexpr ObjectUse headOnly[] = {needed(objects::commandDetails), needed(objects::deviceIdentities)};
+
+constexpr ObjectUse pollIntervalObjects[] = {
+    needed(objects::commandDetails),
+    needed(objects::deviceIdentities),
+    needed(objects::duration),
+};
+
+constexpr ObjectUse setUpEventListObjects[] = {
+    needed(objects::commandDetails),
+    needed(objects::deviceIdentities),
+    needed(objects::eventList),
+};
+
+/// The application identifier goes with one of the qualifiers that are refused here.
+constexpr ObjectUse provideLocalInformationObjects[] = {
+    needed(objects::commandDetails),
+    needed(objects::deviceIdentities),
+    optional(objects::applicationIdentifier),
+};
+
+constexpr ObjectUse timerManagementObjects[] = {
+    needed(objects::commandDetails),
+    needed(objects::deviceIdentities),
+    needed(objects::timerIdentifier),
+    optional(objects::timerValue),
+};
+
+constexpr ObjectUse languageNotificationObjects[] = {
+    needed(objects::commandDetails),
+    needed(objects::deviceIdentities),
+    optional(objects::language),
+};
+
 /// What keeps a command from being carried out; no reason: nothing does.
 struct Fault {
     Result result = Result::DataNotUnderstood;
@@ -220,6 +255,24 @@ Fault checkRefresh(const Parsing &parsing)
     return checkAlpha(parsing);
 }
 
+Fault checkNothing(const Parsing &)
+{
+    return {};
+}
+
+/// A timer is started with a value, of a second at least (ETSI TS 102 223 clauses 6.4.21 and 6.6.21).
+Fault checkTimerManagement(const Parsing &parsing)
+{
+    const Command &command = parsing.command;
+    if (command.timerAction() > TimerAction::GetValue)
+        return contradiction("the qualifier asks for nothing that can be done to a timer");
+    if (command.timerAction() != TimerAction::Start)
+        return {};
+    if (!command.timerValue)
+        return {Result::ValuesMissing, "timer value is missing"};
+    return command.timerValue->count() == 0 ? contradiction("a timer of no seconds is started") : Fault();
+}
+
 /// A command: who carries it out and which objects it has.
 struct CommandRow {
     CommandType type;
@@ -246,6 +299,10 @@ constexpr CommandRow row(CommandType type, Device destination, const ObjectUse (
 
 constexpr CommandRow commandRows[] = {
     row(CommandType::Refresh, Device::Terminal, refreshObjects, checkRefresh),
+    row(CommandType::MoreTime, Device::Terminal, headOnly, checkNothing),
+    row(CommandType::PollInterval, Device::Terminal, pollIntervalObjects, checkNothing),
+    row(CommandType::PollingOff, Device::Terminal, headOnly, checkNothing),
+    row(CommandType::SetUpEventList, Device::Terminal, setUpEventListObjects, checkNothing),
     row(CommandType::SetUpCall, Device::Network, setUpCallObjects, checkSetUpCall),
     row(CommandType::SendSs, Device::Network, sendSsObjects, checkSendSs),
     row(CommandType::SendUssd, Device::Network, sendUssdObjects, checkAlpha),
@@ -257,6 +314,9 @@ constexpr CommandRow commandRows[] = {
     row(CommandType::GetInput, Device::Terminal, getInputObjects, checkGetInput),
     row(CommandType::SelectItem, Device::Terminal, selectItemObjects, checkSelectItem),
     row(CommandType::SetUpMenu, Device::Terminal, setUpMenuObjects, checkSetUpMenu),
+    row(CommandType::ProvideLocalInformation, Device::Terminal, provideLocalInformationObjects, checkNothing),
+    row(CommandType::TimerManagement, Device::Terminal, timerManagementObjects, checkTimerManagement),
+    row(CommandType::LanguageNotification, Device::Terminal, languageNotificationObjects, checkNothing),
     row(CommandType::SetUpIdleModeText, Device::Terminal, setUpIdleModeTextObjects, checkText),
 };
 

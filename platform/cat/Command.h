@@ -62,6 +62,7 @@ enum class Result : std::uint8_t {
     HelpRequired = 0x13,
     TerminalUnable = 0x20,
     NetworkUnable = 0x21,
+    TimerContradiction = 0x24,
     BeyondCapabilities = 0x30,
     TypeNotUnderstood = 0x31,
     DataNotUnderstood = 0x32,
@@ -74,6 +75,9 @@ std::string resultMeaning(Result result);
 
 /// "positive acknowledgement" and so on (clause 8.16); a tone without a name as "tone 7F".
 std::string toneName(std::uint8_t tone);
+
+/// "user activity" and so on (clause 8.25); an event without a name as "event 7F".
+std::string eventName(std::uint8_t event);
 
 /// Command details (clause 8.6): a response repeats them unchanged.
 struct CommandDetails {
@@ -124,6 +128,30 @@ struct Address {
     std::string digits;
 };
 
+/// What PROVIDE LOCAL INFORMATION asks for, as its qualifier (clause 8.6): those in use here.
+enum class LocalInformation : std::uint8_t {
+    DateTimeAndZone = 0x03,
+    Language = 0x04,
+};
+
+/// What TIMER MANAGEMENT asks for, as the two lowest bits of its qualifier (clause 8.6).
+enum class TimerAction : std::uint8_t { Start = 0, Deactivate = 1, GetValue = 2 };
+
+/// Timers that a card has, numbered from 1 (clause 8.37), and the longest time for one (clause 6.4.21).
+constexpr std::uint8_t timerCount = 8;
+constexpr std::chrono::seconds longestTimer = std::chrono::hours(24);
+
+/// Date, time and time zone (clause 8.39).
+struct DateTime {
+    int year = 2000; ///< the last two digits count; read as 2000 to 2099
+    int month = 1;
+    int day = 1;
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    std::optional<int> zone; ///< quarters of an hour east of Greenwich, -79 to 79; empty: not known
+};
+
 /// A proactive command. A data object that the command does not carry is empty.
 struct Command {
     CommandDetails details;
@@ -132,17 +160,22 @@ struct Command {
     std::optional<Text> text;                     ///< DISPLAY TEXT, GET INKEY, GET INPUT, SET UP IDLE MODE TEXT
     std::optional<Text> defaultText;              ///< GET INPUT (clause 8.23)
     std::optional<ResponseLength> responseLength; ///< GET INPUT
-    std::optional<Duration> duration;             ///< DISPLAY TEXT, GET INKEY, PLAY TONE, SET UP CALL (redial)
-    std::optional<std::uint8_t> tone;             ///< PLAY TONE (clause 8.16)
-    std::optional<std::string> url;               ///< LAUNCH BROWSER (clause 8.48); empty: the terminal's home page
-    std::optional<Address> address;               ///< SET UP CALL, SEND SHORT MESSAGE
-    std::optional<Bytes> subaddress;              ///< SET UP CALL (clause 8.3)
-    std::optional<std::u16string> callAlphaId;    ///< SET UP CALL: the second alpha identifier, for the call itself
-    std::optional<Address> ss;                    ///< SEND SS
-    std::optional<Text> ussd;                     ///< SEND USSD (clause 8.17)
-    std::optional<Bytes> tpdu;                    ///< SEND SHORT MESSAGE (clause 8.13)
-    std::optional<Bytes> fileList;                ///< REFRESH (clause 8.18): number of files, then their paths
-    bool immediateResponse = false;               ///< DISPLAY TEXT (clause 8.43)
+    /// DISPLAY TEXT, GET INKEY, PLAY TONE, SET UP CALL (redial), POLL INTERVAL
+    std::optional<Duration> duration;
+    std::optional<std::uint8_t> tone;               ///< PLAY TONE (clause 8.16)
+    std::optional<std::string> url;                 ///< LAUNCH BROWSER (clause 8.48); empty: the terminal's home page
+    std::optional<Address> address;                 ///< SET UP CALL, SEND SHORT MESSAGE
+    std::optional<Bytes> subaddress;                ///< SET UP CALL (clause 8.3)
+    std::optional<std::u16string> callAlphaId;      ///< SET UP CALL: the second alpha identifier, for the call itself
+    std::optional<Address> ss;                      ///< SEND SS
+    std::optional<Text> ussd;                       ///< SEND USSD (clause 8.17)
+    std::optional<Bytes> tpdu;                      ///< SEND SHORT MESSAGE (clause 8.13)
+    std::optional<Bytes> fileList;                  ///< REFRESH (clause 8.18): number of files, then their paths
+    std::optional<Bytes> eventList;                 ///< SET UP EVENT LIST (clause 8.25); empty: no event any more
+    std::optional<std::uint8_t> timerId;            ///< TIMER MANAGEMENT (clause 8.37), 1 to timerCount
+    std::optional<std::chrono::seconds> timerValue; ///< TIMER MANAGEMENT (clause 8.38), up to longestTimer
+    std::optional<std::string> language;            ///< LANGUAGE NOTIFICATION (clause 8.45): "en", as in ISO 639
+    bool immediateResponse = false;                 ///< DISPLAY TEXT (clause 8.43)
     std::optional<Icon> icon;
     std::optional<Icon> callIcon;            ///< SET UP CALL: the second one
     std::optional<Bytes> nextAction;         ///< items next action indicator (clause 8.24)
@@ -176,6 +209,8 @@ struct Command {
     bool isPacked() const { return bit(CommandType::GetInput, 0x08); }
     /// SEND SHORT MESSAGE: the text has 8 bits for each character and must be packed before it is sent.
     bool isPackingRequired() const { return bit(CommandType::SendShortMessage, 0x01); }
+    /// TIMER MANAGEMENT: what is done to the timer.
+    TimerAction timerAction() const { return static_cast<TimerAction>(details.qualifier & 0x03); }
     /// PLAY TONE: vibrates as well, where that is possible.
     bool isVibrating() const { return bit(CommandType::PlayTone, 0x01); }
     /// SET UP MENU, SELECT ITEM: choosing with soft keys is preferred.
@@ -227,7 +262,13 @@ struct Response {
     Bytes additionalInformation;        ///< behind the general result
     std::optional<std::uint8_t> itemId; ///< the chosen item (clause 8.10)
     std::optional<Text> text;           ///< the answer to GET INPUT or GET INKEY (yes/no: U+0001 or U+0000, 8 bit)
-    std::optional<Duration> duration;   ///< GET INKEY with a duration: how long the question was open (clause 6.4.2)
+    /// GET INKEY with a duration: how long the question was open (clause 6.4.2). POLL INTERVAL: the time that will be
+    /// used (clause 6.4.6).
+    std::optional<Duration> duration;
+    std::optional<std::uint8_t> timerId;            ///< TIMER MANAGEMENT: the command's
+    std::optional<std::chrono::seconds> timerValue; ///< TIMER MANAGEMENT: how long the timer has still to go
+    std::optional<DateTime> dateTime;               ///< PROVIDE LOCAL INFORMATION
+    std::optional<std::string> language;            ///< PROVIDE LOCAL INFORMATION: two letters
 };
 
 /// Data field of the TERMINAL RESPONSE command. Text and item go out only with a result that carries them: performed
@@ -247,6 +288,16 @@ struct MenuSelection {
 /// Data field of the ENVELOPE command (tag D3).
 Bytes encodeMenuSelection(const MenuSelection &selection);
 std::optional<MenuSelection> decodeMenuSelection(ByteView data);
+
+/// Timer expiration (ETSI TS 102 223 clause 7.4): a timer of TIMER MANAGEMENT is over.
+struct TimerExpiration {
+    std::uint8_t timerId = 1;
+    std::chrono::seconds value{0}; ///< how long ago it was started
+};
+
+/// Data field of the ENVELOPE command (tag D7).
+Bytes encodeTimerExpiration(const TimerExpiration &expiration);
+std::optional<TimerExpiration> decodeTimerExpiration(ByteView data);
 
 } // namespace cat
 

@@ -53,6 +53,23 @@ constexpr QualifierChoice choices[] = {
     {CommandType::SelectItem, 0x80, 0x80, "help available"},
     {CommandType::SetUpMenu, 0x01, 0x01, "soft keys preferred"},
     {CommandType::SetUpMenu, 0x80, 0x80, "help available"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x00, "location"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x01, "IMEI"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x02, "network measurement results"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x03, "date, time and time zone"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x04, "language"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x05, "timing advance"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x06, "access technology"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x07, "ESN"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x08, "IMEISV"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x09, "search mode"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x0A, "charge state of the battery"},
+    {CommandType::ProvideLocalInformation, wholeByte, 0x0B, "MEID"},
+    {CommandType::TimerManagement, 0x03, 0x00, "start"},
+    {CommandType::TimerManagement, 0x03, 0x01, "deactivate"},
+    {CommandType::TimerManagement, 0x03, 0x02, "get the current value"},
+    {CommandType::LanguageNotification, 0x01, 0x00, "of no language in particular"},
+    {CommandType::LanguageNotification, 0x01, 0x01, "of one language"},
 };
 
 /// ETSI TS 102 223 clause 8.7.
@@ -215,6 +232,56 @@ Words presenceWords(ByteView value)
     return value.empty() ? Words("yes") : std::nullopt;
 }
 
+Words eventsWords(ByteView value)
+{
+    std::string words;
+    for (const std::uint8_t event : value)
+        words += (words.empty() ? "" : ", ") + eventName(event);
+    return words.empty() ? "no event" : words;
+}
+
+Words timerWords(ByteView value)
+{
+    const std::optional<std::uint8_t> timer = parseTimerId(value);
+    return timer ? Words("timer " + std::to_string(*timer)) : std::nullopt;
+}
+
+/// "01:30:00".
+std::string clockWords(int hours, int minutes, int seconds)
+{
+    std::string words;
+    for (const int number : {hours, minutes, seconds})
+        words += (words.empty() ? "" : ":") + std::string(number < 10 ? "0" : "") + std::to_string(number);
+    return words;
+}
+
+Words timerValueWords(ByteView value)
+{
+    const std::optional<std::chrono::seconds> time = parseTimerValue(value);
+    if (!time)
+        return std::nullopt;
+    const int seconds = static_cast<int>(time->count());
+    return clockWords(seconds / 3600, seconds / 60 % 60, seconds % 60);
+}
+
+/// "2026-11-22 06:05:00, 4 quarters of an hour from Greenwich".
+Words dateTimeWords(ByteView value)
+{
+    const std::optional<DateTime> time = parseDateTime(value);
+    if (!time)
+        return std::nullopt;
+    const auto twoDigits = [](int number) { return (number < 10 ? "-0" : "-") + std::to_string(number); };
+    const std::string zone =
+        time->zone ? std::to_string(*time->zone) + " quarters of an hour from Greenwich" : "time zone not known";
+    return std::to_string(time->year) + twoDigits(time->month) + twoDigits(time->day) + ' ' +
+           clockWords(time->hour, time->minute, time->second) + ", " + zone;
+}
+
+Words languageWords(ByteView value)
+{
+    return parseLanguage(value);
+}
+
 /// ETSI TS 102 223 clause 9.3. Without words the bytes are told.
 constexpr struct ObjectRow {
     Tag tag;
@@ -241,9 +308,14 @@ constexpr struct ObjectRow {
     {Tag::HelpRequest, "help request", presenceWords},
     {Tag::DefaultText, "default text", textStringWords},
     {Tag::ItemsNextActionIndicator, "items next action indicator", nullptr},
+    {Tag::EventList, "event list", eventsWords},
     {Tag::IconIdentifier, "icon identifier", iconWords},
     {Tag::ItemIconIdentifierList, "item icon identifier list", nullptr},
+    {Tag::TimerIdentifier, "timer identifier", timerWords},
+    {Tag::TimerValue, "timer value", timerValueWords},
+    {Tag::DateTimeAndZone, "date-time and time zone", dateTimeWords},
     {Tag::ImmediateResponse, "immediate response", presenceWords},
+    {Tag::Language, "language", languageWords},
     {Tag::ApplicationIdentifier, "application identifier", nullptr},
     {Tag::BrowserIdentity, "browser identity", nullptr},
     {Tag::Url, "URL", urlWords},
@@ -308,6 +380,8 @@ const char *envelopeName(std::uint8_t tag)
 {
     if (tag == static_cast<std::uint8_t>(BerTag::ProactiveCommand))
         return "proactive command";
+    if (tag == static_cast<std::uint8_t>(BerTag::TimerExpiration))
+        return "timer expiration";
     return tag == static_cast<std::uint8_t>(BerTag::MenuSelection) ? "menu selection" : nullptr;
 }
 

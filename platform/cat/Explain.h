@@ -33,9 +33,9 @@ struct Explanation {
     std::vector<Explanation> parts;
 };
 
-/// The data objects of a proactive command (tag D0), of an envelope (tag D3), or of the data field of a terminal
-/// response, which has no tag of its own. What is cut off or no object is told in its place. Never reads outside
-/// `data`.
+/// The data objects of a proactive command (tag D0), of an envelope (tags D3 and D7), or of the data field of a
+/// terminal response, which has no tag of its own. What is cut off or no object is told in its place. Never reads
+/// outside `data`.
 std::vector<Explanation> explain(ByteView data);
 
 } // namespace cat

@@ -136,6 +136,32 @@ constexpr struct {
     {0x47, "melody 8"},
 };
 
+/// ETSI TS 102 223 clause 8.25.
+constexpr struct {
+    std::uint8_t event;
+    const char *name;
+} eventNames[] = {
+    {0x00, "MT call"},
+    {0x01, "call connected"},
+    {0x02, "call disconnected"},
+    {0x03, "location status"},
+    {0x04, "user activity"},
+    {0x05, "idle screen available"},
+    {0x06, "card reader status"},
+    {0x07, "language selection"},
+    {0x08, "browser termination"},
+    {0x09, "data available"},
+    {0x0A, "channel status"},
+    {0x0B, "access technology change"},
+    {0x0C, "display parameters changed"},
+    {0x0D, "local connection"},
+    {0x0E, "network search mode change"},
+    {0x0F, "browsing status"},
+    {0x10, "frames information change"},
+    {0x13, "HCI connectivity"},
+    {0x15, "contactless state request"},
+};
+
 std::string hexByte(std::uint8_t byte)
 {
     return toHex(ByteView(&byte, 1));
@@ -168,6 +194,15 @@ std::string resultMeaning(Result result)
             return row.meaning;
     }
     return "result " + hexByte(static_cast<std::uint8_t>(result));
+}
+
+std::string eventName(std::uint8_t event)
+{
+    for (const auto &row : eventNames) {
+        if (row.event == event)
+            return row.name;
+    }
+    return "event " + hexByte(event);
 }
 
 std::string toneName(std::uint8_t tone)

@@ -245,6 +245,38 @@ void writeUssd(const Command &command, const ObjectHead &head, Bytes *out)
         appendObject(out, head.tag, head.comprehension, ussdValue(*command.ussd));
 }
 
+// Timers and language.
+
+bool parseCommandTimerId(ByteView value, Parsing *parsing)
+{
+    parsing->command.timerId = parseTimerId(value);
+    return parsing->command.timerId.has_value();
+}
+
+bool parseCommandTimerValue(ByteView value, Parsing *parsing)
+{
+    parsing->command.timerValue = parseTimerValue(value);
+    return parsing->command.timerValue.has_value();
+}
+
+void writeCommandTimerValue(const Command &command, const ObjectHead &head, Bytes *out)
+{
+    if (command.timerValue)
+        appendObject(out, head.tag, head.comprehension, timerValueOf(*command.timerValue));
+}
+
+bool parseCommandLanguage(ByteView value, Parsing *parsing)
+{
+    parsing->command.language = parseLanguage(value);
+    return parsing->command.language.has_value();
+}
+
+void writeCommandLanguage(const Command &command, const ObjectHead &head, Bytes *out)
+{
+    if (command.language)
+        appendObject(out, head.tag, head.comprehension, Bytes(command.language->begin(), command.language->end()));
+}
+
 // Items.
 
 bool parseItem(ByteView value, Parsing *parsing)
@@ -333,6 +365,11 @@ const DataObject itemsNextAction =
 const DataObject itemIcons = bytesObject<&Command::itemIcons>(Tag::ItemIconIdentifierList, "item icon identifier list");
 const DataObject itemTextAttributes =
     bytesObject<&Command::itemTextAttributes>(Tag::ItemTextAttributeList, "item text attribute list");
+const DataObject eventList = bytesObject<&Command::eventList>(Tag::EventList, "event list");
+const DataObject timerIdentifier{Tag::TimerIdentifier, false, "timer identifier", parseCommandTimerId,
+                                 writeByte<&Command::timerId>};
+const DataObject timerValue{Tag::TimerValue, false, "timer value", parseCommandTimerValue, writeCommandTimerValue};
+const DataObject language{Tag::Language, false, "language", parseCommandLanguage, writeCommandLanguage};
 
 const DataObject applicationIdentifier = keptObject(Tag::ApplicationIdentifier, "application identifier");
 const DataObject bearer = keptObject(Tag::Bearer, "bearer");

@@ -58,6 +58,10 @@ extern const DataObject itemIdentifier;
 extern const DataObject itemsNextAction;
 extern const DataObject itemIcons;
 extern const DataObject itemTextAttributes;
+extern const DataObject eventList;
+extern const DataObject timerIdentifier;
+extern const DataObject timerValue;
+extern const DataObject language;
 
 extern const DataObject applicationIdentifier;
 extern const DataObject bearer;

@@ -52,14 +52,6 @@ bool readText(const std::optional<TlvObject> &object, Response *response)
     return response->text.has_value();
 }
 
-/// False when there is a duration and it is malformed.
-bool readDuration(const std::optional<TlvObject> &object, std::optional<Duration> *duration)
-{
-    if (object)
-        *duration = parseDuration(object->value);
-    return !object || duration->has_value();
-}
-
 bool readResult(const std::optional<TlvObject> &object, Response *response)
 {
     if (!object || object->value.empty())
@@ -77,12 +69,52 @@ bool readItemId(const std::optional<TlvObject> &object, std::optional<std::uint8
     return !object || object->value.size == 1;
 }
 
+/// False when there is an object and it is malformed.
+template <typename Value>
+bool readValue(const std::optional<TlvObject> &object, std::optional<Value> (*parse)(ByteView),
+               std::optional<Value> *value)
+{
+    if (object)
+        *value = parse(object->value);
+    return !object || value->has_value();
+}
+
+bool readLocalInformation(ByteView data, Response *response)
+{
+    return readValue(findObject(data, Tag::TimerIdentifier), parseTimerId, &response->timerId) &&
+           readValue(findObject(data, Tag::TimerValue), parseTimerValue, &response->timerValue) &&
+           readValue(findObject(data, Tag::DateTimeAndZone), parseDateTime, &response->dateTime) &&
+           readValue(findObject(data, Tag::Language), parseLanguage, &response->language);
+}
+
+void writeLocalInformation(const Response &response, Bytes *out)
+{
+    if (response.timerId)
+        appendObject(out, Tag::TimerIdentifier, true, ByteView(&*response.timerId, 1));
+    if (response.timerValue)
+        appendObject(out, Tag::TimerValue, true, timerValueOf(*response.timerValue));
+    if (response.dateTime)
+        appendObject(out, Tag::DateTimeAndZone, true, dateTimeValue(*response.dateTime));
+    if (response.language)
+        appendObject(out, Tag::Language, true, Bytes(response.language->begin(), response.language->end()));
+}
+
 bool wellFormed(ByteView objects)
 {
     TlvReader reader(objects);
     while (reader.next())
         continue;
     return !reader.malformed();
+}
+
+/// What an envelope with that tag holds; nothing when it is another one, is malformed or has no devices.
+std::optional<ByteView> envelopeObjects(ByteView data, BerTag tag)
+{
+    const std::optional<BerObject> ber = readBer(data);
+    if (!ber || !ber->complete || ber->tag != static_cast<std::uint8_t>(tag) || !wellFormed(ber->value))
+        return std::nullopt;
+    const std::optional<TlvObject> devices = findObject(ber->value, Tag::DeviceIdentities);
+    return devices && devices->value.size == 2 ? std::make_optional(ber->value) : std::nullopt;
 }
 
 } // namespace
@@ -102,6 +134,7 @@ Bytes encodeResponse(const Response &response)
         appendObject(&out, Tag::TextString, true, answerValue(response));
     if (response.itemId && carriesItem(response.result))
         appendObject(&out, Tag::ItemIdentifier, true, ByteView(&*response.itemId, 1));
+    writeLocalInformation(response, &out);
     return out;
 }
 
@@ -113,9 +146,10 @@ std::optional<Response> decodeResponse(ByteView data)
     const bool good = wellFormed(data) && details && parseDetails(details->value, &response.details) && devices &&
                       parseDevices(devices->value, &response.source, &response.destination) &&
                       readResult(findObject(data, Tag::Result), &response) &&
-                      readDuration(findObject(data, Tag::Duration), &response.duration) &&
+                      readValue(findObject(data, Tag::Duration), parseDuration, &response.duration) &&
                       readText(findObject(data, Tag::TextString), &response) &&
-                      readItemId(findObject(data, Tag::ItemIdentifier), &response.itemId);
+                      readItemId(findObject(data, Tag::ItemIdentifier), &response.itemId) &&
+                      readLocalInformation(data, &response);
     return good ? std::optional<Response>(std::move(response)) : std::nullopt;
 }
 
@@ -131,15 +165,30 @@ Bytes encodeMenuSelection(const MenuSelection &selection)
 
 std::optional<MenuSelection> decodeMenuSelection(ByteView data)
 {
-    const std::optional<BerObject> ber = readBer(data);
-    if (!ber || !ber->complete || ber->tag != static_cast<std::uint8_t>(BerTag::MenuSelection) ||
-        !wellFormed(ber->value))
+    const std::optional<ByteView> objects = envelopeObjects(data, BerTag::MenuSelection);
+    const std::optional<TlvObject> item = objects ? findObject(*objects, Tag::ItemIdentifier) : std::nullopt;
+    if (!item || item->value.size != 1)
         return std::nullopt;
-    const std::optional<TlvObject> devices = findObject(ber->value, Tag::DeviceIdentities);
-    const std::optional<TlvObject> item = findObject(ber->value, Tag::ItemIdentifier);
-    if (!devices || devices->value.size != 2 || !item || item->value.size != 1)
-        return std::nullopt;
-    return MenuSelection{item->value[0], findObject(ber->value, Tag::HelpRequest).has_value()};
+    return MenuSelection{item->value[0], findObject(*objects, Tag::HelpRequest).has_value()};
+}
+
+Bytes encodeTimerExpiration(const TimerExpiration &expiration)
+{
+    Bytes value;
+    writeDevices(Device::Terminal, Device::Uicc, &value);
+    appendObject(&value, Tag::TimerIdentifier, true, ByteView(&expiration.timerId, 1));
+    appendObject(&value, Tag::TimerValue, true, timerValueOf(expiration.value));
+    return berObject(BerTag::TimerExpiration, value);
+}
+
+std::optional<TimerExpiration> decodeTimerExpiration(ByteView data)
+{
+    const std::optional<ByteView> objects = envelopeObjects(data, BerTag::TimerExpiration);
+    const std::optional<TlvObject> timer = objects ? findObject(*objects, Tag::TimerIdentifier) : std::nullopt;
+    const std::optional<TlvObject> value = objects ? findObject(*objects, Tag::TimerValue) : std::nullopt;
+    const std::optional<std::uint8_t> timerId = timer ? parseTimerId(timer->value) : std::nullopt;
+    const std::optional<std::chrono::seconds> time = value ? parseTimerValue(value->value) : std::nullopt;
+    return timerId && time ? std::make_optional(TimerExpiration{*timerId, *time}) : std::nullopt;
 }
 
 } // namespace cat

@@ -12,6 +12,7 @@ namespace cat
 enum class BerTag : std::uint8_t {
     ProactiveCommand = 0xD0,
     MenuSelection = 0xD3,
+    TimerExpiration = 0xD7,
 };
 
 /// Tags of COMPREHENSION-TLV objects without the comprehension flag (ETSI TS 102 223 clause 9.3).
@@ -36,9 +37,14 @@ enum class Tag : std::uint16_t {
     HelpRequest = 0x15,
     DefaultText = 0x17,
     ItemsNextActionIndicator = 0x18,
+    EventList = 0x19,
     IconIdentifier = 0x1E,
     ItemIconIdentifierList = 0x1F,
+    TimerIdentifier = 0x24,
+    TimerValue = 0x25,
+    DateTimeAndZone = 0x26,
     ImmediateResponse = 0x2B,
+    Language = 0x2D,
     ApplicationIdentifier = 0x2F,
     BrowserIdentity = 0x30,
     Url = 0x31,

@@ -104,6 +104,56 @@ Encoded encodeText(const Text &text)
     return {TextCoding::Ucs2, encodeUcs2(text.value)};
 }
 
+// Numbers of two digits are written with the lower one in front (3GPP TS 23.040 clause 9.2.3.11).
+
+constexpr int noNumber = -1;
+
+int readNumber(std::uint8_t octet)
+{
+    const int tens = octet & 0x0F;
+    const int ones = octet >> 4;
+    return tens < 10 && ones < 10 ? tens * 10 + ones : noNumber;
+}
+
+std::uint8_t number(int value)
+{
+    return static_cast<std::uint8_t>(value % 10 << 4 | value / 10 % 10);
+}
+
+bool isWithin(int value, int least, int most)
+{
+    return value >= least && value <= most;
+}
+
+constexpr std::uint8_t unknownZone = 0xFF;
+constexpr std::uint8_t zoneSign = 0x08; ///< of the digit of the tens, which has only three bits left
+constexpr int farthestZone = 79;
+
+/// False when it is neither a zone nor the value for one that is not known.
+bool readZone(std::uint8_t octet, std::optional<int> *zone)
+{
+    if (octet == unknownZone)
+        return true;
+    const int quarters = readNumber(static_cast<std::uint8_t>(octet & ~zoneSign));
+    if (quarters == noNumber)
+        return false;
+    *zone = (octet & zoneSign) != 0 ? -quarters : quarters;
+    return true;
+}
+
+std::uint8_t zoneOctet(const std::optional<int> &zone)
+{
+    if (!zone)
+        return unknownZone;
+    const int quarters = std::clamp(*zone, -farthestZone, farthestZone);
+    return quarters < 0 ? static_cast<std::uint8_t>(number(-quarters) | zoneSign) : number(quarters);
+}
+
+bool isLanguageCharacter(std::uint8_t octet)
+{
+    return (octet >= '0' && octet <= '9') || (octet >= 'A' && octet <= 'Z') || (octet >= 'a' && octet <= 'z');
+}
+
 } // namespace
 
 bool parseDetails(ByteView value, CommandDetails *details)
@@ -206,6 +256,62 @@ Bytes ussdValue(const Text &text)
                                                                          : 0x48;
     encoded.octets.insert(encoded.octets.begin(), scheme);
     return std::move(encoded.octets);
+}
+
+std::optional<std::uint8_t> parseTimerId(ByteView value)
+{
+    if (value.size != 1 || !isWithin(value[0], 1, timerCount))
+        return std::nullopt;
+    return value[0];
+}
+
+std::optional<std::chrono::seconds> parseTimerValue(ByteView value)
+{
+    if (value.size != 3)
+        return std::nullopt;
+    const int hours = readNumber(value[0]);
+    const int minutes = readNumber(value[1]);
+    const int seconds = readNumber(value[2]);
+    if (hours == noNumber || !isWithin(minutes, 0, 59) || !isWithin(seconds, 0, 59))
+        return std::nullopt;
+    const std::chrono::seconds time((hours * 60 + minutes) * 60 + seconds);
+    return time <= longestTimer ? std::make_optional(time) : std::nullopt;
+}
+
+Bytes timerValueOf(std::chrono::seconds value)
+{
+    const auto seconds = static_cast<int>(std::clamp(value, std::chrono::seconds(0), longestTimer).count());
+    return {number(seconds / 3600), number(seconds / 60 % 60), number(seconds % 60)};
+}
+
+std::optional<DateTime> parseDateTime(ByteView value)
+{
+    if (value.size != 7)
+        return std::nullopt;
+    DateTime time;
+    const int year = readNumber(value[0]);
+    time.year += year;
+    time.month = readNumber(value[1]);
+    time.day = readNumber(value[2]);
+    time.hour = readNumber(value[3]);
+    time.minute = readNumber(value[4]);
+    time.second = readNumber(value[5]);
+    const bool isDate = year != noNumber && isWithin(time.month, 1, 12) && isWithin(time.day, 1, 31);
+    const bool isTime = isWithin(time.hour, 0, 23) && isWithin(time.minute, 0, 59) && isWithin(time.second, 0, 59);
+    return isDate && isTime && readZone(value[6], &time.zone) ? std::make_optional(time) : std::nullopt;
+}
+
+Bytes dateTimeValue(const DateTime &time)
+{
+    return {number(time.year % 100), number(time.month),  number(time.day),    number(time.hour),
+            number(time.minute),     number(time.second), zoneOctet(time.zone)};
+}
+
+std::optional<std::string> parseLanguage(ByteView value)
+{
+    if (value.size != 2 || !std::all_of(value.begin(), value.end(), isLanguageCharacter))
+        return std::nullopt;
+    return std::string(value.begin(), value.end());
 }
 
 std::optional<TlvObject> findObject(ByteView objects, Tag tag)

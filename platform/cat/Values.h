@@ -39,6 +39,14 @@ Bytes textValue(const Text &text);
 std::optional<Text> parseUssdValue(ByteView value);
 Bytes ussdValue(const Text &text);
 
+// Timers, time and language (clauses 8.37 to 8.39 and 8.45). What is outside of its range is cut to it when written.
+std::optional<std::uint8_t> parseTimerId(ByteView value);
+std::optional<std::chrono::seconds> parseTimerValue(ByteView value);
+Bytes timerValueOf(std::chrono::seconds value);
+std::optional<DateTime> parseDateTime(ByteView value);
+Bytes dateTimeValue(const DateTime &time);
+std::optional<std::string> parseLanguage(ByteView value);
+
 /// The first object with that tag, as long as the bytes in front of it can be walked over.
 std::optional<TlvObject> findObject(ByteView objects, Tag tag);
 

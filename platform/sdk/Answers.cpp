@@ -28,7 +28,7 @@ const cat::Item *findItem(const cat::Command &menu, int id)
 Status Service::mainMenu(cat::Command *menu) const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    if (!m_state.device)
+    if (!m_state.hasCard)
         return Status::NoCard;
     if (!m_state.menu)
         return Status::NoMenu;
@@ -51,8 +51,8 @@ bool Service::raise(const cat::Bytes &command, std::string *error)
     const cat::DecodedCommand decoded = cat::decodeCommand(command);
     const std::lock_guard<std::mutex> lock(m_mutex);
     std::string problem;
-    if (!m_state.device)
-        problem = "there is no card: attach the device first";
+    if (!m_state.hasCard)
+        problem = m_state.device ? "there is no card: put one in" : "there is no card: attach the device first";
     else if (!decoded.detailsKnown)
         problem = decoded.reason;
     else if (command.size() > longest)
@@ -68,24 +68,22 @@ Status Service::selectMenuItem(int itemId)
 {
     const std::string what = "choice of item " + std::to_string(itemId) + " of the main menu";
     std::unique_lock<std::mutex> lock(m_mutex);
-    const DevicePtr device = m_state.device;
     const cat::Item *const item = m_state.menu ? findItem(*m_state.menu, itemId) : nullptr;
     Status status = Status::Success;
-    if (!device)
+    if (!m_state.hasCard)
         status = Status::NoCard;
     else if (!m_state.menu)
         status = Status::NoMenu;
     else if (!item)
         status = Status::BadArgument;
-    else if (m_state.isBusy)
+    else if (m_state.isBusy || m_state.selection)
         status = Status::SessionBusy;
     if (status != Status::Success) {
         lock.unlock();
         return refuse(what, status);
     }
-    m_state.isBusy = true;
-    m_state.isUserSession = true;
-    queueLocked([this, device, chosen = *item] { sendSelection(device, chosen); });
+    m_state.selection = *item;
+    m_wake.notify_all();
     return Status::Success;
 }
 
@@ -167,7 +165,7 @@ Status Service::answerWithoutData(int id, int stkType, int result)
 
 Status Service::checkOpenLocked(int id, int type) const
 {
-    if (!m_state.device)
+    if (!m_state.hasCard)
         return Status::NoCard;
     if (!m_state.open || m_state.open->id != id)
         return Status::StaleCommand;

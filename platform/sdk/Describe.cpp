@@ -67,6 +67,10 @@ std::string answer(const cat::Response &response, const cat::Command &command)
         return ", \"" + std::string(countCharacters(response.text->value), '*') + '"';
     if (response.text)
         return ", " + quoted(response.text->value);
+    if (response.timerValue)
+        return ", " + std::to_string(response.timerValue->count()) + " s left";
+    if (response.language)
+        return ", " + *response.language;
     const auto chosen = std::find_if(command.items.begin(), command.items.end(),
                                      [&](const cat::Item &item) { return item.id == response.itemId; });
     return chosen == command.items.end() ? std::string() : ", " + quoted(chosen->text);
@@ -102,6 +106,12 @@ std::string describe(const cat::Response &response, const cat::Command &command)
 std::string describe(const cat::Item &chosen)
 {
     return "MENU SELECTION " + quoted(chosen.text);
+}
+
+std::string describe(const cat::TimerExpiration &expiration)
+{
+    return "TIMER EXPIRATION, timer " + std::to_string(expiration.timerId) + " after " +
+           std::to_string(expiration.value.count()) + " s";
 }
 
 std::string describe(StatusWord status)

@@ -22,6 +22,9 @@ std::string describe(const cat::Response &response, const cat::Command &command)
 /// `MENU SELECTION "Balance"`.
 std::string describe(const cat::Item &chosen);
 
+/// `TIMER EXPIRATION, timer 1 after 300 s`.
+std::string describe(const cat::TimerExpiration &expiration);
+
 /// `6F00`.
 std::string describe(StatusWord status);
 

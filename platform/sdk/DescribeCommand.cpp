@@ -156,6 +156,38 @@ std::string refreshWords(const cat::Command &command)
     return ", " + (words.empty() ? "mode " + cat::toHex(cat::Bytes{mode}) : words) + alpha(command.alphaId);
 }
 
+std::string pollIntervalWords(const cat::Command &command)
+{
+    return command.duration ? ", every " + time(*command.duration) : std::string();
+}
+
+std::string eventListWords(const cat::Command &command)
+{
+    std::string words;
+    for (const std::uint8_t event : command.eventList.value_or(cat::Bytes()))
+        words += ", " + cat::eventName(event);
+    return words.empty() ? ", no events" : words;
+}
+
+std::string localInformationWords(const cat::Command &command)
+{
+    const std::string words = cat::qualifierWords(command.details);
+    return ", " + (words.empty() ? "information " + cat::toHex(cat::Bytes{command.details.qualifier}) : words);
+}
+
+std::string timerWords(const cat::Command &command)
+{
+    const std::string value =
+        command.timerValue ? ", " + std::to_string(command.timerValue->count()) + " s" : std::string();
+    return ", " + cat::qualifierWords(command.details) + ", timer " + std::to_string(command.timerId.value_or(0)) +
+           value;
+}
+
+std::string languageWords(const cat::Command &command)
+{
+    return ' ' + command.language.value_or("of no language in particular");
+}
+
 struct WordsRow {
     CommandType type;
     std::string (*words)(const cat::Command &command);
@@ -175,6 +207,11 @@ constexpr WordsRow wordsRows[] = {
     {CommandType::LaunchBrowser, launchBrowserWords},
     {CommandType::SetUpIdleModeText, idleTextWords},
     {CommandType::Refresh, refreshWords},
+    {CommandType::PollInterval, pollIntervalWords},
+    {CommandType::SetUpEventList, eventListWords},
+    {CommandType::ProvideLocalInformation, localInformationWords},
+    {CommandType::TimerManagement, timerWords},
+    {CommandType::LanguageNotification, languageWords},
 };
 
 } // namespace

@@ -8,6 +8,23 @@
 namespace sdk
 {
 
+Service::Device::Device(std::unique_ptr<CardChannel> cardChannel, std::uint64_t number)
+    : channel(std::move(cardChannel)), attachment(number)
+{
+}
+
+Service::Device::~Device()
+{
+    close();
+}
+
+void Service::Device::close()
+{
+    if (channel)
+        callOutside("the card channel", [this] { channel->setListener({}); });
+    channel.reset();
+}
+
 /// Forgets the attached device and has its end told. The caller passes it to letGo() when it has released the lock.
 Service::DevicePtr Service::takeDeviceLocked()
 {
@@ -34,8 +51,31 @@ void Service::finishDetach(const DevicePtr &device)
         m_wake.wait(lock, [&] { return device->isReleased; });
     }
     tell(Exchange::Kind::Device, device->channel->name() + ": detached");
-    device->channel.reset(); // before the event: whoever hears it may open the same card again
-    raiseDevice(MDSV_DEVICE_REMOVED);
+    device->close(); // before the event: whoever hears it may open the same card again
+    if (!device->isRemovalTold)
+        raiseDevice(MDSV_DEVICE_REMOVED);
+}
+
+/// Any thread, at any time.
+void Service::hear(std::uint64_t attachment, CardChannel::News news)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    const DevicePtr device = m_state.device;
+    if (!device || device->attachment != attachment)
+        return;
+    switch (news) {
+    case CardChannel::News::Asks:
+        m_state.upkeep.isAsking = m_state.hasCard;
+        m_wake.notify_all();
+        break;
+    case CardChannel::News::Gone:
+        queueLocked([this, device] { loseDevice(device, "the card is gone", MDSV_DEVICE_REMOVED); });
+        break;
+    case CardChannel::News::There:
+        // Not for this device: the loss of its card may be on its way.
+        queueLocked([this, attachment] { welcomeCard(attachment); });
+        break;
+    }
 }
 
 void Service::startCard(const DevicePtr &device)
@@ -43,6 +83,24 @@ void Service::startCard(const DevicePtr &device)
     if (!isCurrent(device))
         return;
     tell(Exchange::Kind::Device, device->channel->name() + ": attached");
+    const auto listener = [this, attachment = device->attachment](CardChannel::News news) { hear(attachment, news); };
+    callOutside("the card channel", [&] { device->channel->setListener(listener); });
+    restartCard(device);
+}
+
+/// A card has come to a channel that has waited for one.
+void Service::welcomeCard(std::uint64_t attachment)
+{
+    DevicePtr device;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_state.device || m_state.device->attachment != attachment || m_state.hasCard)
+            return;
+        device = m_state.device;
+        m_state.hasCard = true;
+        m_state.isBusy = true;
+    }
+    tell(Exchange::Kind::Device, device->channel->name() + ": there is a card");
     restartCard(device);
 }
 
@@ -51,11 +109,25 @@ void Service::restartCard(const DevicePtr &device)
     std::string error;
     bool isThere = false;
     callOutside("the card channel", [&] { isThere = device->channel->reset(&error); });
-    cat::Bytes answer;
     if (!isThere)
-        loseDevice(device, "no card, " + error, MDSV_DEVICE_UNAVAILABLE);
-    else if (exchange(device, terminalProfileApdu(), &answer))
+        return loseDevice(device, "no card, " + error, MDSV_DEVICE_UNAVAILABLE);
+    readCard(device);
+    cat::Bytes answer;
+    if (exchange(device, terminalProfileApdu(device->toolkitClass), &answer))
         follow(device, answer);
+}
+
+/// What can be known of a card when it has been reset.
+void Service::readCard(const DevicePtr &device)
+{
+    Upkeep upkeep;
+    callOutside("the card channel", [&] {
+        device->toolkitClass = device->channel->toolkitClass();
+        upkeep.pollInterval = device->channel->pollInterval();
+    });
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_state.device == device)
+        m_state.upkeep = upkeep;
 }
 
 bool Service::isCurrent(const DevicePtr &device) const
@@ -64,16 +136,27 @@ bool Service::isCurrent(const DevicePtr &device) const
     return m_state.device == device;
 }
 
+/// The card is gone, and with it the device, unless its channel waits for another.
 void Service::loseDevice(const DevicePtr &device, const std::string &why, int event)
 {
+    if (!isCurrent(device))
+        return; // detached meanwhile, and that tells its own end
+    const std::string name = device->channel->name();
+    bool isWaiting = false;
+    callOutside("the card channel", [&] { isWaiting = device->channel->staysWithoutCard(); });
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_state.device != device)
-            return; // detached meanwhile, and that tells its own end
+        if (m_state.device != device || !m_state.hasCard)
+            return;
         m_state = State();
+        if (isWaiting) {
+            m_state.device = std::make_shared<Device>(std::move(device->channel), device->attachment);
+            m_state.device->isRemovalTold = event == MDSV_DEVICE_REMOVED;
+        }
     }
-    tell(Exchange::Kind::Device, device->channel->name() + ": " + why);
-    device->channel.reset();
+    tell(Exchange::Kind::Device, name + ": " + why);
+    device->close();
+    tellTurn();
     raiseDevice(event);
 }
 

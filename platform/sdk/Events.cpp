@@ -105,6 +105,34 @@ void Service::dispatch(const std::function<void()> &call)
     });
 }
 
+Turn Service::State::turn() const
+{
+    using Handling = CommandRow::Handling;
+    if (!hasCard)
+        return Turn::NoCard;
+    if (open && open->row->handling == Handling::User)
+        return Turn::User;
+    if (open && open->row->handling == Handling::Network)
+        return Turn::Network;
+    return isBusy || selection ? Turn::Card : Turn::Rest;
+}
+
+/// Tells the listener where the session stands, unless it knows. Any thread: while one tells, it tells for all.
+void Service::tellTurn()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (std::exchange(m_isTellingTurn, true))
+        return;
+    while (m_toldTurn != m_state.turn()) {
+        const Turn turn = m_state.turn();
+        m_toldTurn = turn;
+        lock.unlock();
+        callOutside("the turn listener", [&] { m_turnListener.call(0, turn); });
+        lock.lock();
+    }
+    m_isTellingTurn = false;
+}
+
 void Service::tell(Exchange::Kind kind, const std::string &text, const cat::Bytes &bytes)
 {
     callOutside("the exchange listener", [&] { m_listener.call(0, Exchange{kind, text, bytes}); });

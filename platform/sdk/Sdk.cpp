@@ -124,6 +124,11 @@ void setUnattendedLimit(std::chrono::milliseconds limit)
     Service::instance().setGrace(limit);
 }
 
+void setLanguage(const std::string &language)
+{
+    Service::instance().setLanguage(language);
+}
+
 bool setTraceFile(const std::string &path, std::string *error)
 {
     return Service::instance().setTraceFile(path, error);
@@ -137,6 +142,11 @@ void setExchangeListener(std::function<void(const Exchange &)> listener)
 void setApduListener(std::function<void(const ApduExchange &)> listener)
 {
     Service::instance().setApduListener(std::move(listener));
+}
+
+void setTurnListener(std::function<void(Turn)> listener)
+{
+    Service::instance().setTurnListener(std::move(listener));
 }
 
 bool raiseCommand(const cat::Bytes &command, std::string *error)

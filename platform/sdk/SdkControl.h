@@ -31,6 +31,13 @@ enum class Status : int {
 
 /// Attaches a device with the card behind `channel` and starts the toolkit: reset, TERMINAL PROFILE, FETCH. Returns at
 /// once; MDSV_DEVICE_AVAILABLE follows when the card has answered. A device that was attached is detached first.
+///
+/// When the card goes, MDSV_DEVICE_REMOVED follows; when there is none at first, MDSV_DEVICE_UNAVAILABLE. A channel
+/// that stays without a card stays attached: with the next card everything begins anew.
+///
+/// A host need not call this: when the first callback is registered before any device has been attached, the card
+/// whose address is in the environment variable STK_CARD is opened with openCard() and attached. A card that cannot be
+/// opened is told in a note.
 void attachDevice(std::unique_ptr<CardChannel> channel);
 
 /// Takes the device away: MDSV_DEVICE_REMOVED follows, an open command is closed, and its answer is refused.
@@ -91,6 +98,11 @@ using Dispatcher = std::function<void(std::function<void()>)>;
 /// is empty, as it is at first.
 void setCallbackDispatcher(Dispatcher dispatcher);
 
+/// The language that the user sees, for cards that ask (PROVIDE LOCAL INFORMATION): a name of a locale or a language,
+/// of which the two letters of ISO 639 count. What has none, as an empty one, stands for the language of the
+/// environment (LC_ALL, LC_MESSAGES, LANG), as at first.
+void setLanguage(const std::string &language);
+
 /// How long the user may take over a command; when it is over the card gets "no response from user" and the callback
 /// a record with the time-out flag. At first 60 s, and 120 s for GET INPUT. The length that the card itself gives to a
 /// text or a key counts in place of it, and that of a tone beside it. SEND SHORT MESSAGE, SEND SS, SEND USSD and
@@ -119,7 +131,8 @@ enum class Turn {
 };
 
 /// Called with where the session stands, now and whenever that changes, on the service's own thread or the caller's;
-/// empty ends it. The listener must not call into the library.
+/// empty ends it. While one call runs, changes are gathered, and the last of them is told. The listener must not call
+/// into the library.
 void setTurnListener(std::function<void(Turn)> listener);
 
 /// One step of the session, for people to read.
@@ -127,7 +140,7 @@ struct Exchange {
     enum class Kind {
         Command,  ///< the card asks
         Response, ///< terminal response
-        Envelope, ///< the user's choice from the main menu
+        Envelope, ///< the user's choice from the main menu, or a timer that is over
         Device,   ///< device attached or gone
         Note,     ///< anything else worth telling: a refused answer, a malformed command
     };
@@ -151,8 +164,8 @@ struct ApduExchange {
 /// call into the library.
 void setApduListener(std::function<void(const ApduExchange &)> listener);
 
-/// Ends the service's thread and forgets card, callbacks, dispatcher, listeners, limits, faults, latency and trace
-/// file: the library is as new. Only the file of STK_TRACE stays open.
+/// Ends the service's thread and forgets card, callbacks, dispatcher, listeners, limits, language, faults, latency and
+/// trace file: the library is as new. Only the file of STK_TRACE stays open.
 void shutDown();
 
 } // namespace sdk

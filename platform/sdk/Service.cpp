@@ -1,6 +1,7 @@
 #include "sdk/Service.h"
 
 #include "sdk/Describe.h"
+#include "sdk/LocalInformation.h"
 #include "sdk/Outside.h"
 
 #include <algorithm>
@@ -33,18 +34,28 @@ void Service::attach(std::unique_ptr<CardChannel> channel)
 {
     if (!channel)
         return note("attachDevice: there is no card channel");
+    attachUnlessLate(std::move(channel), true);
+}
+
+/// A card that nobody has chosen comes too late when another device has been attached.
+void Service::attachUnlessLate(std::unique_ptr<CardChannel> channel, bool isChosen)
+{
     std::string problem;
     if (!m_trace.openFromEnvironment(&problem))
         note("STK_TRACE: " + problem);
-    const auto device = std::make_shared<Device>();
-    device->channel = std::move(channel);
+    DevicePtr device;
     DevicePtr before;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         if (m_isStopping)
             return log("attachDevice: the library is shutting down");
+        if (!isChosen && m_hasAttached)
+            return;
+        m_hasAttached = true;
         before = takeDeviceLocked();
+        device = std::make_shared<Device>(std::move(channel), ++m_lastAttachment);
         m_state.device = device;
+        m_state.hasCard = true; // until it turns out otherwise
         m_state.isBusy = true;
         queueLocked([this, device] { startCard(device); });
     }
@@ -59,6 +70,20 @@ void Service::detach()
         before = takeDeviceLocked();
     }
     letGo(before);
+}
+
+/// The card that STK_CARD names.
+void Service::attachFromEnvironment()
+{
+    const char *const address = std::getenv("STK_CARD");
+    if (!address || *address == '\0')
+        return;
+    std::string error;
+    std::unique_ptr<CardChannel> channel = openCard(address, &error);
+    if (channel)
+        attachUnlessLate(std::move(channel), false);
+    else
+        note("STK_CARD: " + error + "; it takes the path of a profile, pcsc[:READER] or modem:LINE");
 }
 
 void Service::setDispatcher(Dispatcher dispatcher)
@@ -87,6 +112,12 @@ void Service::setGrace(std::chrono::milliseconds grace)
     m_limits.setGrace(grace);
 }
 
+void Service::setLanguage(const std::string &language)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_language = languageOf(language);
+}
+
 bool Service::setTraceFile(const std::string &path, std::string *error)
 {
     if (!path.empty())
@@ -111,6 +142,18 @@ void Service::setApduListener(std::function<void(const ApduExchange &)> listener
         m_apduListener.clear();
 }
 
+void Service::setTurnListener(std::function<void(Turn)> listener)
+{
+    if (!listener)
+        return m_turnListener.clear();
+    m_turnListener.set(std::move(listener));
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_toldTurn.reset();
+    }
+    tellTurn();
+}
+
 void Service::shutDown()
 {
     if (isServiceThread())
@@ -119,7 +162,7 @@ void Service::shutDown()
     m_wake.wait(lock, [this] { return !m_isStopping || m_isExiting; });
     if (m_isExiting)
         return;
-    const DevicePtr device = stopLocked();
+    DevicePtr device = stopLocked();
     std::thread thread = std::move(m_thread);
     lock.unlock();
     letGo(device);
@@ -130,16 +173,22 @@ void Service::shutDown()
     m_dispatcher.clear();
     m_listener.clear();
     m_apduListener.clear();
+    m_turnListener.clear();
     if (thread.joinable())
         thread.join();
     m_trace.close();
 
-    std::deque<Job> dropped;
     lock.lock();
-    dropped.swap(m_dropped);
-    m_state = State();
+    std::deque<Job> dropped = std::exchange(m_dropped, {});
+    lock.unlock();
+    dropped.clear();
+    device.reset(); // without the lock: the channel may have news right now, and waits for whoever hears it
+    lock.lock();
     m_newcomersDue.reset();
     m_limits = Limits();
+    m_language.clear();
+    m_isEnvironmentAsked = false;
+    m_hasAttached = false;
     m_lastId = 0;
     m_threadId = std::thread::id();
     m_isStopping = false;
@@ -178,11 +227,17 @@ Status Service::registerIn(Hook<Callback> *hook, Callback callback, const char *
     bool isNew = false;
     if (!hook->offer(callback, &isNew))
         return refuse(std::string(what) + ": another callback is registered", Status::NotAvailable);
-    const std::lock_guard<std::mutex> lock(m_mutex);
-    if (isNew && m_state.device) {
-        m_newcomersDue = Clock::now() + newcomerDelay;
-        m_wake.notify_all();
+    bool isCardWanted = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        isCardWanted = !std::exchange(m_isEnvironmentAsked, true) && !m_hasAttached;
+        if (isNew && m_state.device) {
+            m_newcomersDue = Clock::now() + newcomerDelay;
+            m_wake.notify_all();
+        }
     }
+    if (isCardWanted)
+        attachFromEnvironment();
     return Status::Success;
 }
 
@@ -207,9 +262,12 @@ void Service::run()
     std::unique_lock<std::mutex> lock(m_mutex);
     while (!m_isStopping) {
         Job job = nextJobLocked();
-        if (job) {
+        const bool isTurnNew = !m_isTellingTurn && m_toldTurn != m_state.turn();
+        if (job || isTurnNew) {
             lock.unlock();
-            callOutside("the service", job);
+            tellTurn();
+            if (job)
+                callOutside("the service", job);
             // Here, without the lock: what the job holds, such as the card channel, may take its time to go.
             job = nullptr;
             lock.lock();
@@ -233,6 +291,8 @@ Service::Job Service::nextJobLocked()
     } else if (m_newcomersDue && *m_newcomersDue <= now) {
         job = [this] { tellNewcomers(); };
         m_newcomersDue.reset();
+    } else if (m_state.isAtRest()) {
+        job = nextUpkeepLocked(now);
     }
     return job;
 }
@@ -240,8 +300,11 @@ Service::Job Service::nextJobLocked()
 void Service::waitForWork(std::unique_lock<std::mutex> *lock)
 {
     std::optional<Clock::time_point> due = m_newcomersDue;
+    const auto consider = [&due](Clock::time_point time) { due = due ? std::min(*due, time) : time; };
     if (m_state.open)
-        due = due ? std::min(*due, m_state.open->deadline) : m_state.open->deadline;
+        consider(m_state.open->deadline);
+    if (const std::optional<Clock::time_point> upkeepDue = upkeepDueLocked())
+        consider(*upkeepDue);
     if (due)
         m_wake.wait_until(*lock, *due);
     else
@@ -272,11 +335,12 @@ void Service::stopAtExit()
     m_dispatcher.drop();
     m_listener.drop();
     m_apduListener.drop();
+    m_turnListener.drop();
     const bool isOwnThread = isServiceThread();
 
     std::unique_lock<std::mutex> lock(m_mutex);
     m_isExiting = true;
-    const DevicePtr device = stopLocked();
+    const DevicePtr device = stopLocked(); // also among the dropped jobs, and so never deleted
     lock.unlock();
     letGo(device);
     lock.lock();

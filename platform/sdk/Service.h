@@ -8,6 +8,7 @@
 #include "sdk/SdkControl.h"
 #include "sdk/Trace.h"
 
+#include <array>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -41,9 +42,11 @@ public:
     void setLimit(std::chrono::milliseconds limit);
     void setLimit(int stkType, std::chrono::milliseconds limit);
     void setGrace(std::chrono::milliseconds grace);
+    void setLanguage(const std::string &language);
     bool setTraceFile(const std::string &path, std::string *error);
     void setListener(std::function<void(const Exchange &)> listener);
     void setApduListener(std::function<void(const ApduExchange &)> listener);
+    void setTurnListener(std::function<void(Turn)> listener);
     bool raise(const cat::Bytes &command, std::string *error);
     void shutDown();
 
@@ -83,10 +86,23 @@ private:
     using Clock = std::chrono::steady_clock;
     using Ticket = std::uint64_t;
 
-    /// One attached card. The service's thread owns the channel; it deletes it when the device has gone.
+    /// One attached card, or the place for the next one when the channel stays without a card: the channel then moves
+    /// to a new Device, so that nothing that was meant for the card of before reaches the next. The service's thread
+    /// owns the channel; it deletes it when the device has gone.
     struct Device {
+        Device(std::unique_ptr<CardChannel> channel, std::uint64_t number);
+        ~Device();
+        Device(const Device &) = delete;
+        Device &operator=(const Device &) = delete;
+
+        /// Deletes the channel. No news comes from it any more when this returns: never called under the lock.
+        void close();
+
         std::unique_ptr<CardChannel> channel;
-        bool isReleased = false; ///< whoever detached it does not use the channel any more
+        const std::uint64_t attachment;   ///< which attachDevice() it comes from
+        std::uint8_t toolkitClass = 0x80; ///< class byte of the card's commands
+        bool isRemovalTold = false;       ///< callers know that there is nothing
+        bool isReleased = false;          ///< whoever detached it does not use the channel any more
     };
     using DevicePtr = std::shared_ptr<Device>;
 
@@ -110,17 +126,38 @@ private:
         bool takesAnswer = false; ///< one more answer is taken, and goes nowhere
     };
 
-    /// Everything about the attached device that ends with it.
+    /// A timer that the card has started (ETSI TS 102 223 clause 6.4.21). It runs until the card has heard of its end.
+    struct Timer {
+        Clock::time_point since;
+        Clock::time_point end;
+        Clock::time_point due; ///< when the card is to hear of its end: later when it was busy
+    };
+
+    /// What goes on by itself while the card is at rest, and ends with its reset.
+    struct Upkeep {
+        bool isAsking = false;                                 ///< the card has told that it has something to say
+        std::optional<std::chrono::milliseconds> pollInterval; ///< empty: it is not polled
+        Clock::time_point pollDue;
+        std::array<std::optional<Timer>, cat::timerCount> timers;
+    };
+
+    /// Everything about the attached device that ends with it, or with its card.
     struct State {
         DevicePtr device;
-        bool isAvailable = false;   ///< the profile download is over
-        bool isBusy = false;        ///< a session is open: the card has the word, or the user has
-        bool isUserSession = false; ///< the user has seen something of the session that is open
+        bool hasCard = false;               ///< false: the channel waits for one
+        bool isAvailable = false;           ///< the profile download is over
+        bool isBusy = false;                ///< a session is open: the card has the word, or the user has
+        bool isUserSession = false;         ///< the user has seen something of the session that is open
+        std::optional<cat::Item> selection; ///< the user's choice from the main menu, on its way to the card
         std::optional<cat::Command> menu;
         std::optional<OpenCommand> open;
         std::optional<Lingering> lingering;
         Ticket availableToldTo = 0;
         Ticket menuToldTo = 0;
+        Upkeep upkeep;
+
+        bool isAtRest() const { return hasCard && !isBusy; }
+        Turn turn() const;
     };
 
     /// What the service does about a command by itself.
@@ -138,6 +175,9 @@ private:
     template <typename Callback>
     Status registerIn(Hook<Callback> *hook, Callback callback, const char *what);
 
+    void attachFromEnvironment();
+    void attachUnlessLate(std::unique_ptr<CardChannel> channel, bool isChosen);
+
     // Answers.
     Status checkOpenLocked(int id, int type) const;
     bool isLingeringLocked(int id, int type) const;
@@ -149,6 +189,8 @@ private:
     void queueLocked(Job job);
     void run();
     Job nextJobLocked();
+    Job nextUpkeepLocked(Clock::time_point now);
+    std::optional<Clock::time_point> upkeepDueLocked() const;
     void waitForWork(std::unique_lock<std::mutex> *lock);
     bool isServiceThread() const;
     DevicePtr stopLocked();
@@ -158,13 +200,19 @@ private:
     DevicePtr takeDeviceLocked();
     void letGo(const DevicePtr &device);
     void finishDetach(const DevicePtr &device);
+    void hear(std::uint64_t attachment, CardChannel::News news);
     void startCard(const DevicePtr &device);
+    void welcomeCard(std::uint64_t attachment);
     void restartCard(const DevicePtr &device);
+    void readCard(const DevicePtr &device);
     bool isCurrent(const DevicePtr &device) const;
     void loseDevice(const DevicePtr &device, const std::string &why, int event);
 
     // The session, on the service's thread.
-    bool exchange(const DevicePtr &device, const cat::Bytes &apdu, cat::Bytes *answer);
+    enum class WhenBusy { TryAgain, GiveUp };
+    bool exchange(const DevicePtr &device, const cat::Bytes &apdu, cat::Bytes *answer,
+                  WhenBusy whenBusy = WhenBusy::TryAgain);
+    bool exchangeOnce(const DevicePtr &device, const cat::Bytes &apdu, cat::Bytes *answer);
     void observe(const ApduExchange &apdu);
     bool fetch(const DevicePtr &device, std::uint8_t length, cat::Bytes *pdu);
     void follow(const DevicePtr &device, cat::Bytes answer);
@@ -185,6 +233,22 @@ private:
     void expire(const DevicePtr &device, const OpenCommand &closed);
     void endSession(const DevicePtr &device);
 
+    // What needs no user, on the service's thread.
+    struct UpkeepRow;
+    static const UpkeepRow upkeepRows[];
+    std::optional<cat::Response> answerAlone(const DevicePtr &device, const cat::Command &command);
+    cat::Response accept(const DevicePtr &device, const cat::Command &command);
+    cat::Response startPolling(const DevicePtr &device, const cat::Command &command);
+    cat::Response endPolling(const DevicePtr &device, const cat::Command &command);
+    cat::Response setUpEvents(const DevicePtr &device, const cat::Command &command);
+    cat::Response provideInformation(const DevicePtr &device, const cat::Command &command);
+    cat::Response manageTimer(const DevicePtr &device, const cat::Command &command);
+    void tellTimer(const DevicePtr &device, std::uint8_t timerId);
+    std::optional<Timer> *timerLocked(const DevicePtr &device, std::uint8_t timerId);
+    void askCard(const DevicePtr &device, bool isNewsworthy);
+    void followFromRest(const DevicePtr &device, const cat::Bytes &answer);
+    void schedulePollLocked();
+
     // Events, on the service's thread.
     int16_t nextIdLocked();
     int16_t nextId();
@@ -195,6 +259,7 @@ private:
     void raiseOpen();
     void tellNewcomers();
     void dispatch(const std::function<void()> &call);
+    void tellTurn();
     void tell(Exchange::Kind kind, const std::string &text, const cat::Bytes &bytes = {});
 
     mutable std::mutex m_mutex; ///< guards everything down to the hooks
@@ -207,6 +272,12 @@ private:
     std::deque<Job> m_jobs;
     std::deque<Job> m_dropped; ///< jobs that the end of the thread has left over
     std::optional<Clock::time_point> m_newcomersDue;
+    std::uint64_t m_lastAttachment = 0;
+    bool m_hasAttached = false;
+    bool m_isEnvironmentAsked = false; ///< for a card
+    std::optional<Turn> m_toldTurn;
+    bool m_isTellingTurn = false;
+    std::string m_language; ///< empty: the environment's
     State m_state;
     Limits m_limits;
     int16_t m_lastId = 0;
@@ -216,6 +287,7 @@ private:
     Hook<Dispatcher> m_dispatcher;
     Hook<std::function<void(const Exchange &)>> m_listener;
     Hook<std::function<void(const ApduExchange &)>> m_apduListener;
+    Hook<std::function<void(Turn)>> m_turnListener;
     Trace m_trace;
 };
 

@@ -14,8 +14,8 @@ namespace sdk
 namespace
 {
 
-/// An envelope that the card is too busy for (ETSI TS 102 221 clause 10.2.1.2) is sent again that often, with that
-/// much time in between.
+/// What the card is too busy for (ETSI TS 102 221 clause 10.2.1.2) is sent again that often, with that much time in
+/// between.
 constexpr int busyRetries = 5;
 constexpr std::chrono::milliseconds busyPause{200};
 
@@ -25,10 +25,22 @@ constexpr std::chrono::milliseconds busyPause{200};
 // The session
 
 /// Everything that is said to the card goes through here. False: the card is gone, and that has been told.
-bool Service::exchange(const DevicePtr &device, const cat::Bytes &apdu, cat::Bytes *answer)
+bool Service::exchange(const DevicePtr &device, const cat::Bytes &apdu, cat::Bytes *answer, WhenBusy whenBusy)
+{
+    for (int retries = 0; exchangeOnce(device, apdu, answer); ++retries) {
+        if (!statusWord(*answer).isToolkitBusy() || whenBusy == WhenBusy::GiveUp || retries == busyRetries)
+            return true;
+        note("the card is busy and is told again");
+        pause(device, busyPause);
+    }
+    return false;
+}
+
+bool Service::exchangeOnce(const DevicePtr &device, const cat::Bytes &apdu, cat::Bytes *answer)
 {
     if (!isCurrent(device))
         return false;
+    tellTurn();
     bool isThere = false;
     const auto observer = [this](TraceFile::Time time, const cat::Bytes &sent, const cat::Bytes &got) {
         observe({time, sent, got});
@@ -50,7 +62,7 @@ void Service::observe(const ApduExchange &apdu)
 bool Service::fetch(const DevicePtr &device, std::uint8_t length, cat::Bytes *pdu)
 {
     cat::Bytes answer;
-    if (!exchange(device, fetchApdu(length), &answer))
+    if (!exchange(device, fetchApdu(device->toolkitClass, length), &answer))
         return false;
     const StatusWord status = statusWord(answer);
     if (answer.size() == 2 || !(status.isSuccess() || status.isCommandWaiting())) {
@@ -92,6 +104,8 @@ Service::Reaction Service::react(const DevicePtr &device, const cat::Bytes &pdu)
     const cat::Command &command = decoded.command;
     if (decoded.result != cat::Result::Performed)
         return answered(command, decoded.result);
+    if (const std::optional<cat::Response> response = answerAlone(device, command))
+        return {response, command, false};
     const CommandRow *const row = commandRow(command.details.type);
     if (!row)
         return answered(command, cat::Result::BeyondCapabilities);
@@ -126,6 +140,7 @@ Service::Reaction Service::open(const DevicePtr &device, const cat::Command &com
         const Clock::time_point now = Clock::now();
         m_state.open = OpenCommand{nextIdLocked(), command, &row, now, now + m_limits.of(command), 0};
     }
+    tellTurn();
     if (isFirst)
         raiseAvailable();
     raiseOpen();
@@ -167,7 +182,7 @@ bool Service::respond(const DevicePtr &device, const cat::Response &response, co
         return false;
     const cat::Bytes data = cat::encodeResponse(response);
     tell(Exchange::Kind::Response, describe(response, command), data);
-    return exchange(device, terminalResponseApdu(data), answer);
+    return exchange(device, terminalResponseApdu(device->toolkitClass, data), answer);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -244,15 +259,9 @@ void Service::raiseOnCard(const DevicePtr &device, const cat::Bytes &command)
     callOutside("the card channel", [&] { isTaken = device->channel->raise(command); });
     if (!isTaken)
         return note(device->channel->name() + " cannot be told what to ask", command);
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (m_state.device != device || m_state.isBusy)
-            return;
-        m_state.isBusy = true;
-    }
-    cat::Bytes answer;
-    if (exchange(device, statusApdu(), &answer))
-        follow(device, answer);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_state.device == device && m_state.isAtRest() && !m_state.selection)
+        m_state.upkeep.isAsking = true;
 }
 
 void Service::sendSelection(const DevicePtr &device, const cat::Item &item)
@@ -262,12 +271,8 @@ void Service::sendSelection(const DevicePtr &device, const cat::Item &item)
     const cat::Bytes data = cat::encodeMenuSelection({item.id, false});
     tell(Exchange::Kind::Envelope, describe(item), data);
     cat::Bytes answer;
-    for (int retries = 0; exchange(device, envelopeApdu(data), &answer); ++retries) {
-        if (!statusWord(answer).isToolkitBusy() || retries == busyRetries)
-            return follow(device, answer);
-        note("the card is busy and gets the choice again");
-        pause(device, busyPause);
-    }
+    if (exchange(device, envelopeApdu(device->toolkitClass, data), &answer))
+        follow(device, answer);
 }
 
 /// Lets some time pass; the device's end cuts it short.
@@ -301,9 +306,11 @@ void Service::endSession(const DevicePtr &device)
         if (m_state.device != device)
             return;
         m_state.isBusy = false;
+        schedulePollLocked();
         isFirst = !std::exchange(m_state.isAvailable, true);
         isUserSession = std::exchange(m_state.isUserSession, false);
     }
+    tellTurn();
     if (isFirst)
         raiseAvailable();
     if (isUserSession)

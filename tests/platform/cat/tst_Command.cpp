@@ -255,8 +255,23 @@ void tst_Command::refuses_data()
     row("to the display", wrapped("8103012500 82028102" + title + item), Result::DataNotUnderstood, "81 to 02");
     row("last object cut off", wrapped(good + "8F0501"), Result::DataNotUnderstood, "cut off");
     row("shorter than its length", "D020" + QByteArray(good).replace(" ", ""), Result::DataNotUnderstood, "shorter");
-    row("a command without a row", wrapped("8103012700 82028182 A40101"), Result::BeyondCapabilities,
-        "TIMER MANAGEMENT");
+    row("a command without a row", wrapped("8103013300 82028182"), Result::BeyondCapabilities, "GET READER STATUS");
+    // Commands that need no user (ETSI TS 102 223 clauses 6.6.5, 6.6.15, 6.6.16, 6.6.21 and 6.6.25).
+    row("poll interval without a duration", wrapped("8103010300 82028182"), Result::ValuesMissing, "duration");
+    row("poll interval of nothing", wrapped("8103010300 82028182 84020100"), Result::DataNotUnderstood, "duration");
+    row("no event list", wrapped("8103010500 82028182"), Result::ValuesMissing, "event list");
+    row("no timer", wrapped("8103012700 82028182 A503000010"), Result::ValuesMissing, "timer identifier");
+    row("timer 0", wrapped("8103012701 82028182 A40100"), Result::DataNotUnderstood, "timer identifier 00");
+    row("timer 9", wrapped("8103012701 82028182 A40109"), Result::DataNotUnderstood, "timer identifier 09");
+    row("timer started without a value", wrapped("8103012700 82028182 A40101"), Result::ValuesMissing, "timer value");
+    row("timer started for nothing", wrapped("8103012700 82028182 A40101 A503000000"), Result::DataNotUnderstood,
+        "no seconds");
+    row("timer for more than a day", wrapped("8103012700 82028182 A40101 A503420010"), Result::DataNotUnderstood,
+        "timer value 420010");
+    row("timer with no number for a value", wrapped("8103012700 82028182 A40101 A50300000A"), Result::DataNotUnderstood,
+        "timer value 00000A");
+    row("no action on a timer", wrapped("8103012703 82028182 A40101"), Result::DataNotUnderstood, "qualifier");
+    row("language of one letter", wrapped("8103013501 82028182 AD0165"), Result::DataNotUnderstood, "language 65");
     row("a type nobody knows", wrapped("8103017F00 82028182"), Result::TypeNotUnderstood, "COMMAND 7F");
 }
 

@@ -91,6 +91,21 @@ void tst_Explain::valueIsToldInWords_data()
     row("help request", "9500", "95 help request 0: yes");
     row("icon", "9E020103", "9E icon identifier 2: icon 3, beside the text");
     row("icon alone", "9E020003", "9E icon identifier 2: icon 3, in place of the text");
+    row("events", "9903 040577", "99 event list 3: user activity, idle screen available, event 77");
+    row("no event", "9900", "99 event list 0: no event");
+    row("timer", "A40108", "A4 timer identifier 1: timer 8");
+    row("no timer", "A40109", "A4 timer identifier 1: 09 (not as it should be)");
+    row("timer value", "A503103254", "A5 timer value 3: 01:23:45");
+    row("timer value, too short", "A5021032", "A5 timer value 2: 1032 (not as it should be)");
+    row("date", "A60762112260508004",
+        "A6 date-time and time zone 7: 2026-11-22 06:05:08, 40 quarters of an hour from Greenwich");
+    row("date without a zone", "A607622122605080FF",
+        "A6 date-time and time zone 7: 2026-12-22 06:05:08, time zone not known");
+    row("date of a 13th month", "A607623122605080FF",
+        "A6 date-time and time zone 7: 623122605080FF (not as it should be)");
+    row("language", "AD02656E", "AD language 2: en");
+    row("language of three letters", "AD03656E67", "AD language 3: 656E67 (not as it should be)");
+    row("language that is no text", "AD02650A", "AD language 2: 650A (not as it should be)");
     row("bytes without words", "8B020102", "8B SMS TPDU 2: 0102");
     row("unknown tag", "6A0101", "6A unknown object 1: 01");
     row("tag of three bytes", "7F40010101", "7F4001 unknown object 1: 01");
@@ -114,6 +129,9 @@ void tst_Explain::envelopeHoldsItsObjects()
 {
     QCOMPARE(told(explain(bytesOf("D307 82020181 900105"))),
              QString("D3 menu selection 7: [82 device identities 2: keypad to card; 90 item identifier 1: item 5]"));
+    QCOMPARE(told(explain(bytesOf("D70C 82028281 A40101 A503000010"))),
+             QString("D7 timer expiration 12: [82 device identities 2: terminal to card; A4 timer identifier 1: timer "
+                     "1; A5 timer value 3: 00:00:01]"));
 }
 
 void tst_Explain::responseIsASequence()
@@ -166,6 +184,13 @@ void tst_Explain::qualifierIsToldInWords_data()
         QTest::newRow(name) << int(type) << qualifier << QString(words);
     };
     row("mode of REFRESH", CommandType::Refresh, 4, "card reset");
+    row("local information", CommandType::ProvideLocalInformation, 3, "date, time and time zone");
+    row("language wanted", CommandType::ProvideLocalInformation, 4, "language");
+    row("local information of later days", CommandType::ProvideLocalInformation, 0x30, "");
+    row("timer started", CommandType::TimerManagement, 0, "start");
+    row("timer ended", CommandType::TimerManagement, 1, "deactivate");
+    row("timer looked at", CommandType::TimerManagement, 2, "get the current value");
+    row("one language", CommandType::LanguageNotification, 1, "of one language");
     row("no known mode", CommandType::Refresh, 0x44, "");
     row("flags together", CommandType::GetInput, 0x84, "hidden, help available");
     row("call", CommandType::SetUpCall, 3, "putting other calls on hold, with redial");

@@ -131,6 +131,8 @@ private slots:
     void explainsNoOtherResult();
     void namesTones_data();
     void namesTones();
+    void namesEvents_data();
+    void namesEvents();
 };
 
 void tst_Names::namesCommands()
@@ -181,6 +183,26 @@ void tst_Names::namesTones()
 {
     QFETCH(int, tone);
     QTEST(QString::fromStdString(cat::toneName(static_cast<std::uint8_t>(tone))), "name");
+}
+
+void tst_Names::namesEvents_data()
+{
+    QTest::addColumn<int>("event");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("first") << 0x00 << "MT call";
+    QTest::newRow("user activity") << 0x04 << "user activity";
+    QTest::newRow("idle screen") << 0x05 << "idle screen available";
+    QTest::newRow("language") << 0x07 << "language selection";
+    QTest::newRow("browser") << 0x08 << "browser termination";
+    QTest::newRow("last without a gap") << 0x10 << "frames information change";
+    QTest::newRow("gap") << 0x11 << "event 11";
+    QTest::newRow("no event") << 0xFF << "event FF";
+}
+
+void tst_Names::namesEvents()
+{
+    QFETCH(int, event);
+    QTEST(QString::fromStdString(cat::eventName(static_cast<std::uint8_t>(event))), "name");
 }
 
 QTEST_APPLESS_MAIN(tst_Names)

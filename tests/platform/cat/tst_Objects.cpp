@@ -44,6 +44,13 @@ const FullCommand fullCommands[] = {
      "180113 9E020101 9F020105 D004001000B4 D104000600B4"},
     {"SELECT ITEM", Device::Terminal, "8103012400 82028182 8F020142",
      "850141 180113 900101 9E020101 9F020105 D004001000B4 D104000600B4 E80101"},
+    {"MORE TIME", Device::Terminal, "8103010200 82028182", ""},
+    {"POLL INTERVAL", Device::Terminal, "8103010300 82028182 8402011E", ""},
+    {"POLLING OFF", Device::Terminal, "8103010400 82028182", ""},
+    {"SET UP EVENT LIST", Device::Terminal, "8103010500 82028182 99020405", ""},
+    {"PROVIDE LOCAL INFORMATION", Device::Terminal, "8103012602 82028182", "AF05A000000087"},
+    {"TIMER MANAGEMENT", Device::Terminal, "8103012701 82028182 A40108", "A503103254"},
+    {"LANGUAGE NOTIFICATION", Device::Terminal, "8103013501 82028182", "AD026465"},
 };
 
 /// The tags of those objects as they are written: as the command's clause has them, those that are only kept behind
@@ -62,12 +69,19 @@ const char *const writtenTags[] = {
     "01 02 31 05 1E 50 30 32 33 33 0D 68 47 0D",
     "01 02 05 0F 18 1E 1F 50 51",
     "01 02 05 0F 18 10 1E 1F 50 51 68",
+    "01 02",
+    "01 02 04",
+    "01 02",
+    "01 02 19",
+    "01 02 2F",
+    "01 02 24 25",
+    "01 02 2D",
 };
 static_assert(std::size(writtenTags) == std::size(fullCommands), "one row for each command");
 
 QByteArray objectsOf(const FullCommand &command)
 {
-    return QByteArray(command.needed) + " " + command.optional;
+    return (QByteArray(command.needed) + " " + command.optional).trimmed();
 }
 
 /// Decodes a copy that ends where its memory ends, so that a sanitizer sees one byte too many.
@@ -168,7 +182,7 @@ void tst_Objects::commandsHaveTheirDevice()
     const CommandType type = decode(full.needed).command.details.type;
     QCOMPARE(cat::commandName(type), std::string(full.name));
     QVERIFY(cat::destinationOf(type) == full.destination);
-    QVERIFY(cat::destinationOf(CommandType::TimerManagement) == Device::Terminal);
+    QVERIFY(cat::destinationOf(CommandType::OpenChannel) == Device::Terminal);
 
     QByteArray objects = full.needed;
     for (const char *devices : {"8101", "8102", "8103", "8182", "8183", "8282", "8381"}) {
@@ -485,8 +499,8 @@ void tst_Objects::leavesOutObjectsOfOtherCommands()
     command.url = "http://example.org";
     command.details.type = CommandType::GetInkey;
     QCOMPARE(hexOf(cat::encodeCommand(command)), hexOf(wrapped("8103012200 82028182 8D020441")));
-    command.details.type = CommandType::TimerManagement;
-    QCOMPARE(hexOf(cat::encodeCommand(command)), hexOf(wrapped("8103012700 82028182")));
+    command.details.type = CommandType::OpenChannel;
+    QCOMPARE(hexOf(cat::encodeCommand(command)), hexOf(wrapped("8103014000 82028182")));
 }
 
 void tst_Objects::onlyAMenuIsWrittenWithAnEmptyItem_data()

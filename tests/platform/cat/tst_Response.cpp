@@ -25,6 +25,8 @@ private slots:
     void takesUcs2ForWhatTheCodingLacks();
     void leavesOutATextThatNobodyEntered();
     void durationBothWays();
+    void localInformationBothWays_data();
+    void localInformationBothWays();
     void longAnswersHaveLongLengths_data();
     void longAnswersHaveLongLengths();
     void refusesResponses_data();
@@ -33,6 +35,9 @@ private slots:
     void menuSelectionBothWays();
     void refusesMenuSelections_data();
     void refusesMenuSelections();
+    void timerExpirationBothWays();
+    void refusesTimerExpirations_data();
+    void refusesTimerExpirations();
 };
 
 void tst_Response::responsesBothWays_data()
@@ -184,6 +189,47 @@ void tst_Response::durationBothWays()
     QCOMPARE(hexOf(cat::encodeResponse(*response)), hex);
 }
 
+/// What the terminal itself knows (ETSI TS 102 223 clause 6.8.0): its objects stand behind the result.
+void tst_Response::localInformationBothWays_data()
+{
+    QTest::addColumn<QByteArray>("hex");
+    QTest::addColumn<QString>("shown");
+    QTest::newRow("timer") << QByteArray("810301270082028281830100A40103") << "3 - - -";
+    QTest::newRow("timer and its value") << QByteArray("810301270282028281830100A40103A503103254") << "3 5025 - -";
+    QTest::newRow("timer of a day") << QByteArray("810301270182028281830100A40108A503420000") << "8 86400 - -";
+    QTest::newRow("timer in another state") << QByteArray("810301270182028281830124A40101") << "1 - - -";
+    QTest::newRow("date") << QByteArray("810301260382028281830100A60762112260508004")
+                          << "- - 2026-11-22 6:5:8 zone 40 -";
+    QTest::newRow("date west of Greenwich")
+        << QByteArray("810301260382028281830100A6070010103295959F") << "- - 2000-1-1 23:59:59 zone -79 -";
+    QTest::newRow("date without a zone") << QByteArray("810301260382028281830100A607992113325490FF")
+                                         << "- - 2099-12-31 23:45:9 zone none -";
+    QTest::newRow("language") << QByteArray("810301260482028281830100AD026465") << "- - - de";
+}
+
+void tst_Response::localInformationBothWays()
+{
+    QFETCH(QByteArray, hex);
+    const std::optional<cat::Response> response = cat::decodeResponse(bytesOf(hex));
+    QVERIFY(response);
+    QString date = "-";
+    if (const std::optional<cat::DateTime> &time = response->dateTime)
+        date = QString("%1-%2-%3 %4:%5:%6 zone %7")
+                   .arg(time->year)
+                   .arg(time->month)
+                   .arg(time->day)
+                   .arg(time->hour)
+                   .arg(time->minute)
+                   .arg(time->second)
+                   .arg(time->zone ? QString::number(*time->zone) : "none");
+    const QString timer = response->timerId ? QString::number(*response->timerId) : "-";
+    const QString value = response->timerValue ? QString::number(response->timerValue->count()) : "-";
+    const QString shown =
+        timer + ' ' + value + ' ' + date + ' ' + QString::fromStdString(response->language.value_or("-"));
+    QTEST(shown, "shown");
+    QCOMPARE(hexOf(cat::encodeResponse(*response)), hex);
+}
+
 void tst_Response::longAnswersHaveLongLengths_data()
 {
     QTest::addColumn<int>("characters");
@@ -222,6 +268,14 @@ void tst_Response::refusesResponses_data()
     QTest::newRow("duration of one byte") << QByteArray("8103012200 82028281 830100 840101");
     QTest::newRow("duration in an unknown unit") << QByteArray("8103012200 82028281 830100 84020305");
     QTest::newRow("duration of nothing") << QByteArray("8103012200 82028281 830100 84020100");
+    QTest::newRow("timer 0") << QByteArray("8103012700 82028281 830100 A40100");
+    QTest::newRow("timer value of two bytes") << QByteArray("8103012702 82028281 830100 A40101 A5020000");
+    QTest::newRow("date of six bytes") << QByteArray("8103012603 82028281 830100 A606621122605080");
+    QTest::newRow("hour 24") << QByteArray("8103012603 82028281 830100 A60762112242000000");
+    QTest::newRow("day 0") << QByteArray("8103012603 82028281 830100 A60762110000000000");
+    QTest::newRow("year that is no number") << QByteArray("8103012603 82028281 830100 A607A2112200000000");
+    QTest::newRow("zone that is no number") << QByteArray("8103012603 82028281 830100 A607621122000000A0");
+    QTest::newRow("language of three letters") << QByteArray("8103012604 82028281 830100 AD03656E67");
 }
 
 void tst_Response::refusesResponses()
@@ -267,6 +321,39 @@ void tst_Response::refusesMenuSelections()
 {
     QFETCH(QByteArray, hex);
     QVERIFY(!cat::decodeMenuSelection(bytesOf(hex)));
+}
+
+/// ETSI TS 102 223 clause 7.4.2.
+void tst_Response::timerExpirationBothWays()
+{
+    const QByteArray hex = "D70C82028281A40108A503103254";
+    const std::optional<cat::TimerExpiration> read = cat::decodeTimerExpiration(bytesOf(hex));
+    QVERIFY(read);
+    QCOMPARE(int(read->timerId), 8);
+    QCOMPARE(int(read->value.count()), 5025);
+    QCOMPARE(hexOf(cat::encodeTimerExpiration(*read)), hex);
+    QCOMPARE(hexOf(cat::encodeTimerExpiration({1, std::chrono::hours(30)})),
+             QByteArray("D70C82028281A40101A503420000"));
+}
+
+void tst_Response::refusesTimerExpirations_data()
+{
+    QTest::addColumn<QByteArray>("hex");
+    QTest::newRow("nothing") << QByteArray();
+    QTest::newRow("another envelope") << QByteArray("D30C82028281A40108A503103254");
+    QTest::newRow("cut off") << QByteArray("D70C82028281A40108A5031032");
+    QTest::newRow("object cut off") << QByteArray("D70B82028281A40108A5031032");
+    QTest::newRow("no devices") << QByteArray("D708A40108A503103254");
+    QTest::newRow("no timer") << QByteArray("D70982028281A503103254");
+    QTest::newRow("no value") << QByteArray("D70782028281A40108");
+    QTest::newRow("timer 9") << QByteArray("D70C82028281A40109A503103254");
+    QTest::newRow("a minute of 60 seconds") << QByteArray("D70C82028281A40108A503000006");
+}
+
+void tst_Response::refusesTimerExpirations()
+{
+    QFETCH(QByteArray, hex);
+    QVERIFY(!cat::decodeTimerExpiration(bytesOf(hex)));
 }
 
 QTEST_APPLESS_MAIN(tst_Response)

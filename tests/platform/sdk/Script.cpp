@@ -1,5 +1,6 @@
 #include "platform/sdk/Script.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 class Script::Channel : public sdk::CardChannel
@@ -10,6 +11,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(m_script->m_mutex);
         m_script->m_isDeleted = true;
+        m_script->m_isDeletedDeaf = !m_script->m_listener;
     }
 
     std::string name() const override { return "scripted card"; }
@@ -21,6 +23,22 @@ public:
         return m_script->m_network;
     }
     void interrupt() override { m_script->interrupt(); }
+    void setListener(std::function<void(News)> listener) override { m_script->setListener(std::move(listener)); }
+    std::uint8_t toolkitClass() const override
+    {
+        const std::lock_guard<std::mutex> lock(m_script->m_mutex);
+        return m_script->m_toolkitClass;
+    }
+    bool staysWithoutCard() const override
+    {
+        const std::lock_guard<std::mutex> lock(m_script->m_mutex);
+        return m_script->m_staysWithoutCard;
+    }
+    std::optional<std::chrono::milliseconds> pollInterval() const override
+    {
+        const std::lock_guard<std::mutex> lock(m_script->m_mutex);
+        return m_script->m_pollInterval;
+    }
 
 private:
     std::shared_ptr<Script> m_script;
@@ -53,6 +71,21 @@ Script &Script::vanishes()
     return *this;
 }
 
+Script &Script::answersLate(const char *hex)
+{
+    answers(hex);
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_steps.back().kind = Step::Kind::AnswerLate;
+    return *this;
+}
+
+void Script::goOn()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    ++m_goOn;
+    m_wake.notify_all();
+}
+
 Script &Script::hangs()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -72,6 +105,54 @@ Script &Script::refusesReset(const std::string &error)
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_resetError = error;
     return *this;
+}
+
+Script &Script::staysWithoutCard()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_staysWithoutCard = true;
+    return *this;
+}
+
+Script &Script::wantsPolling(std::chrono::milliseconds interval)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_pollInterval = interval;
+    return *this;
+}
+
+Script &Script::isOld()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_toolkitClass = 0xA0;
+    return *this;
+}
+
+bool Script::tells(sdk::CardChannel::News news)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    const std::function<void(sdk::CardChannel::News)> listener = m_listener;
+    if (!listener)
+        return false;
+    ++m_telling;
+    lock.unlock();
+    listener(news);
+    lock.lock();
+    --m_telling;
+    m_wake.notify_all();
+    return true;
+}
+
+int Script::deafResets() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_deafResets;
+}
+
+bool Script::isDeletedDeaf() const
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_isDeletedDeaf;
 }
 
 Script &Script::proposes(const char *pdu)
@@ -139,6 +220,7 @@ bool Script::reset(std::string *error)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     ++m_resets;
+    m_deafResets += m_listener ? 0 : 1;
     *error = m_resetError;
     return m_resetError.empty();
 }
@@ -157,13 +239,14 @@ bool Script::transmit(const cat::Bytes &apdu, cat::Bytes *answer)
     m_steps.pop_front();
     if (step.kind == Step::Kind::Throw)
         throw std::runtime_error("the reader has caught fire");
-    if (step.kind == Step::Kind::Hang) {
+    if (step.kind == Step::Kind::Hang || step.kind == Step::Kind::AnswerLate) {
         m_isHanging = true;
-        m_wake.wait(lock, [this] { return m_isInterrupted; });
+        m_wake.wait(lock, [&] { return m_isInterrupted || (step.kind == Step::Kind::AnswerLate && m_goOn > 0); });
         m_isHanging = false;
+        m_goOn = std::max(0, m_goOn - 1);
     }
     *answer = step.answer;
-    return step.kind == Step::Kind::Answer;
+    return !m_isInterrupted && (step.kind == Step::Kind::Answer || step.kind == Step::Kind::AnswerLate);
 }
 
 void Script::interrupt()
@@ -171,4 +254,11 @@ void Script::interrupt()
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_isInterrupted = true;
     m_wake.notify_all();
+}
+
+void Script::setListener(std::function<void(sdk::CardChannel::News)> listener)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_listener = std::move(listener);
+    m_wake.wait(lock, [this] { return m_telling == 0; });
 }

@@ -18,7 +18,7 @@ constexpr const char *removeMenu = "D011 8103012500 82028182 85044D656E75 8F00";
 /// SELECT ITEM "Where": 11 "Here", 12 "There"; begins with 12.
 constexpr const char *selectItem = "D022 8103022400 82028182 85055768657265 8F051148657265 8F06125468657265 900112";
 
-constexpr const char *terminalProfile = "801000001209E1972F0000001841000000000000000009";
+constexpr const char *terminalProfile = "801000001229E1FF2F0000001F69000000000000000009";
 constexpr const char *fetchSetUpMenu = "801200001E";
 constexpr const char *fetchSelectItem = "8012000024";
 constexpr const char *setUpMenuDone = "801400000C810301250082028281830100";

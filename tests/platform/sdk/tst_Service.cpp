@@ -232,8 +232,8 @@ void tst_Service::commandThatCannotBeShownIsAnswered_data()
 {
     QTest::addColumn<QString>("command");
     QTest::addColumn<QString>("response");
-    QTest::newRow("MORE TIME: beyond capabilities") << "D009 8103030200 82028182"
-                                                    << "801400000C810303020082028281830130";
+    QTest::newRow("OPEN CHANNEL: beyond capabilities") << "D009 8103034000 82028182"
+                                                       << "801400000C810303400082028281830130";
     QTest::newRow("unknown type: not understood") << "D009 8103037F00 82028182"
                                                   << "801400000C8103037F0082028281830131";
     QTest::newRow("foreign object: data not understood") << "D014 8103032400 82028182 8F051148657265 FE0100"
