@@ -216,8 +216,7 @@ QWidget *InspectorWindow::createStatus()
     auto *row = new QWidget(this);
     m_reportLabel = tellingLabel(row, "reportLabel", tr("Report"));
     m_reportLabel->setWordWrap(true);
-    m_turnLabel = plainLabel(row);
-    m_turnLabel->setObjectName("turnLabel");
+    m_turnLabel = tellingLabel(row, "turnLabel", tr("Whose turn it is"));
     auto *layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(12);

@@ -19,6 +19,7 @@ public:
     /// What a channel tells by itself.
     enum class News {
         Asks,  ///< the card has something to say: a STATUS brings its announcement
+        Ended, ///< the card has given up what it had asked, see isGivenUp()
         Gone,  ///< the card is not there any more, or does not answer: transmit() fails from now on
         There, ///< there is a card again: the next reset() has a chance
     };
@@ -42,6 +43,9 @@ public:
     /// Calls `listener` for every piece of news from now on, on any thread, and never from within a function of this
     /// channel. An empty one ends that: when this returns, none is running.
     virtual void setListener(std::function<void(News)> listener) { static_cast<void>(listener); }
+
+    /// Whether the command that FETCH has brought last gets no answer any more: the session is over for the card.
+    virtual bool isGivenUp() const { return false; }
 
     /// Whether the way stays when its card goes, as a reader does: the channel then looks for the next card by itself
     /// and tells it with News::There. False: when the card is gone, so is the channel.
