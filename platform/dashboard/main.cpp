@@ -11,6 +11,7 @@
 #include "dashboard/Settings.h"
 #include "dashboard/SignalRelay.h"
 #include "dashboard/Style.h"
+#include "sdk/SdkControl.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -103,6 +104,7 @@ void chooseLooks(const Options &options, const Settings &settings)
     const QString language = options.language.isEmpty() ? settings.language() : options.language;
     if (!core::setLanguage(language))
         core::setLanguage(core::languages().constFirst());
+    sdk::setLanguage(core::language().toStdString());
 }
 
 /// Everything that one window tells another.
@@ -114,8 +116,10 @@ void connectWindows(Session &session, SessionModel &model, DashboardWindow &wind
     QObject::connect(&window, &DashboardWindow::inspectorAsked, &inspector, &InspectorWindow::open);
     QObject::connect(panel, &CardPanel::languageChosen, &window, &DashboardWindow::setLanguage);
     QObject::connect(&window, &DashboardWindow::languageChanged, panel, &CardPanel::showLanguage);
-    QObject::connect(&window, &DashboardWindow::languageChanged,
-                     [&settings](const QString &code) { settings.setLanguage(code); });
+    QObject::connect(&window, &DashboardWindow::languageChanged, [&settings](const QString &code) {
+        settings.setLanguage(code);
+        sdk::setLanguage(code.toStdString());
+    });
     QObject::connect(panel, &CardPanel::cardChosen, [&settings](const QString &address) { settings.setCard(address); });
     QObject::connect(panel, &CardPanel::styleChosen, [&settings](bool isDark) {
         settings.setDark(isDark);

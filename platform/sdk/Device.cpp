@@ -68,6 +68,9 @@ void Service::hear(std::uint64_t attachment, CardChannel::News news)
         m_state.upkeep.isAsking = m_state.hasCard;
         m_wake.notify_all();
         break;
+    case CardChannel::News::Ended:
+        queueLocked([this, device] { giveUp(device); });
+        break;
     case CardChannel::News::Gone:
         queueLocked([this, device] { loseDevice(device, "the card is gone", MDSV_DEVICE_REMOVED); });
         break;

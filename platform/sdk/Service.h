@@ -232,6 +232,7 @@ private:
     void pause(const DevicePtr &device, std::chrono::milliseconds time);
     void expire(const DevicePtr &device, const OpenCommand &closed);
     void endSession(const DevicePtr &device);
+    void giveUp(const DevicePtr &device);
 
     // What needs no user, on the service's thread.
     struct UpkeepRow;

@@ -34,6 +34,11 @@ public:
         const std::lock_guard<std::mutex> lock(m_script->m_mutex);
         return m_script->m_staysWithoutCard;
     }
+    bool isGivenUp() const override
+    {
+        const std::lock_guard<std::mutex> lock(m_script->m_mutex);
+        return m_script->m_isGivenUp;
+    }
     std::optional<std::chrono::milliseconds> pollInterval() const override
     {
         const std::lock_guard<std::mutex> lock(m_script->m_mutex);
@@ -111,6 +116,13 @@ Script &Script::staysWithoutCard()
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_staysWithoutCard = true;
+    return *this;
+}
+
+Script &Script::givesUp(bool isGivenUp)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_isGivenUp = isGivenUp;
     return *this;
 }
 

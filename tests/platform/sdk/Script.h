@@ -45,6 +45,9 @@ public:
     /// The card is a SIM of before the UICC.
     Script &isOld();
 
+    /// The card waits no longer, or again, for the answer to the command that it has brought last.
+    Script &givesUp(bool isGivenUp = true);
+
     /// Tells the channel's listener, on this thread. False: nobody listens.
     bool tells(sdk::CardChannel::News news);
     int deafResets() const;     ///< while nobody listened
@@ -89,6 +92,7 @@ private:
     std::optional<std::chrono::milliseconds> m_pollInterval;
     std::uint8_t m_toolkitClass = 0x80;
     bool m_staysWithoutCard = false;
+    bool m_isGivenUp = false;
     bool m_network = true;
     bool m_isHanging = false;
     bool m_isInterrupted = false;

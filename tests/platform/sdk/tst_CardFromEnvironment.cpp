@@ -20,6 +20,7 @@ private slots:
     void cardIsAttachedWithTheFirstCallback();
     void onlyTheFirstCallbackAsksForIt();
     void hostThatHasChosenKeepsItsCard();
+    void cardOfAHostThatHasChosenIsNotOpened();
     void hostThatChoosesLaterGetsItsCard();
     void cardThatCannotBeOpenedIsNoted();
     void emptyAddressIsNone();
@@ -88,7 +89,7 @@ void tst_CardFromEnvironment::onlyTheFirstCallbackAsksForIt()
     QCOMPARE(MDSV_STK_RegisterCallBack(events::stkCallback), 0);
     const auto script = vectors::attachWithMenu();
     QVERIFY(script);
-    QCOMPARE(events::exchanges().filter("attached"), QStringList{"Device: scripted card: attached"});
+    QCOMPARE(events::exchanges().filter("virtual card"), QStringList());
     // And as new: the first one asks again.
     sdk::shutDown();
     events::reset();
@@ -110,6 +111,17 @@ void tst_CardFromEnvironment::hostThatHasChosenKeepsItsCard()
     QCOMPARE(MDSV_STK_UnRegisterCallBack(events::stkCallback), 0);
     QCOMPARE(MDSV_STK_RegisterCallBack(events::stkCallback), 0);
     QCOMPARE(events::exchanges().filter(": attached"), QStringList{"Device: scripted card: attached"});
+    QVERIFY(events::notes().isEmpty());
+}
+
+void tst_CardFromEnvironment::cardOfAHostThatHasChosenIsNotOpened()
+{
+    qputenv("STK_CARD", "/nowhere/card.yaml");
+    const auto script = std::make_shared<Script>();
+    script->answers("9000");
+    sdk::attachDevice(Script::channel(script));
+    QVERIFY(events::registerBoth());
+    QVERIFY(waitForEvent("DEVICE 6602"));
     QVERIFY(events::notes().isEmpty());
 }
 

@@ -30,6 +30,10 @@ private slots:
     void choiceIsTakenWhileTheCardIsAskedBack_data();
     void choiceIsTakenWhileTheCardIsAskedBack();
 
+    void commandThatIsGivenUpIsClosed();
+    void commandAfterOneThatIsGivenUpIsFetched();
+    void newsOfAnEarlierCommandChangesNothing();
+
     void cardThatGoesAtRest();
     void cardThatGoesInASession();
     void cardThatGoesTwiceGoesOnce();
@@ -218,6 +222,50 @@ void tst_News::choiceIsTakenWhileTheCardIsAskedBack()
     sent << vectors::chooseNews;
     QVERIFY(waitFor([&] { return m_script->sent() == sent; }));
     QVERIFY(waitFor([&] { return events::count("STK 99") == (isAsking ? 2 : 1); }));
+}
+
+void tst_News::commandThatIsGivenUpIsClosed()
+{
+    QVERIFY(attach());
+    QVERIFY(openSubMenu());
+    QVERIFY(m_script->givesUp().tells(News::Ended));
+    QVERIFY(waitForEvent("STK 99"));
+    QCOMPARE(MDSV_STKSrv_SelectSubMenuItem(m_id, 3, 0), number(Status::StaleCommand));
+    QCOMPARE(m_script->sent(), QStringList());
+
+    m_script->givesUp(false).answers("9000");
+    QCOMPARE(MDSV_STKSrv_SelectMenuItem(1, 1), 0);
+    QVERIFY(waitFor([this] { return m_script->sent().size() == 1; }));
+}
+
+void tst_News::commandAfterOneThatIsGivenUpIsFetched()
+{
+    QVERIFY(attach());
+    QVERIFY(openSubMenu());
+    m_script->proposes(vectors::selectItem);
+    QVERIFY(m_script->givesUp().tells(News::Ended));
+    QVERIFY(m_script->tells(News::Asks));
+    QVERIFY(waitForEvent("STK 6"));
+    QCOMPARE(events::texts(), (QStringList{"STK 99", "STK 6"}));
+    QCOMPARE(m_script->sent().value(0), QString(status));
+
+    m_script->givesUp(false).answers("9000");
+    QCOMPARE(MDSV_STKSrv_SelectSubMenuItem(events::lastId(), 3, 0), 0);
+    QVERIFY(waitFor([this] { return m_script->sent().contains(vectors::wentBack); }));
+}
+
+/// The user was quicker, and what is open now is the next.
+void tst_News::newsOfAnEarlierCommandChangesNothing()
+{
+    QVERIFY(attach());
+    QVERIFY(openSubMenu());
+    m_script->answers("9000");
+    QVERIFY(m_script->givesUp(false).tells(News::Ended));
+    QVERIFY(m_script->tells(News::Asks)); // heard behind it
+    QCOMPARE(MDSV_STKSrv_SelectSubMenuItem(m_id, 3, 0), 0);
+    m_script->answers("9000");
+    QVERIFY(waitForEvent("STK 99"));
+    QCOMPARE(m_script->sent().value(0), QString(vectors::wentBack));
 }
 
 void tst_News::cardThatGoesAtRest()
