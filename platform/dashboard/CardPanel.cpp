@@ -27,6 +27,13 @@ namespace
 /// What the limit's chooser has beside the commands.
 enum LimitChoice { AllCommands = -1, Unattended = -2 };
 
+/// A reader goes by a part of its name, too.
+bool isSameCard(const QString &offered, const QString &card)
+{
+    const bool isReader = offered.startsWith("pcsc:") && isRealCard(card) && card.startsWith("pcsc");
+    return offered == card || (isReader && offered.section(':', 1).contains(card.section(':', 1)));
+}
+
 } // namespace
 
 CardPanel::CardPanel(Session &session, QWidget *parent) : QWidget(parent), m_session(session)
@@ -160,7 +167,7 @@ void CardPanel::addCard(const QString &text, const QString &address)
 {
     QAction *const action = m_cardMenu->addAction(QString(text).replace('&', "&&"));
     action->setCheckable(true);
-    action->setChecked(address == m_session.card());
+    action->setChecked(isSameCard(address, m_session.card()));
     connect(action, &QAction::triggered, this, [this, address] { useCard(address); });
 }
 

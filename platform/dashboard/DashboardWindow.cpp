@@ -47,7 +47,6 @@ DashboardWindow::DashboardWindow(PluginHost &plugin, Session &session) : m_plugi
 
     connectAll();
     showDeviceState();
-    showIdleText(m_session.idleText());
     m_toolkitButton->setFocus();
 }
 
@@ -207,7 +206,9 @@ void DashboardWindow::showIdleText(const QString &text)
 {
     m_idleLabel->setText(text);
     m_idleLabel->setVisible(!text.isEmpty());
-    m_idleCaption->setText(text.isEmpty() ? tr("The card shows no text on the idle screen") : tr("On the idle screen"));
+    m_idleCaption->setText(!text.isEmpty()       ? tr("On the idle screen")
+                           : m_session.hasCard() ? tr("The card shows no text on the idle screen")
+                                                 : tr("There is no card"));
 }
 
 void DashboardWindow::showDeviceState()
@@ -229,6 +230,7 @@ void DashboardWindow::showDeviceState()
     m_deviceButton->setText(attached ? tr("&Detach device") : tr("&Attach device"));
     m_toolkitButton->setEnabled(m_session.hasCard());
     showMenuTitle(m_session.menuTitle());
+    showIdleText(m_session.idleText());
 }
 
 /// Below the words that never change; an ampersand of the card's is no mnemonic.

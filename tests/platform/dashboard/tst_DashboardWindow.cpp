@@ -125,8 +125,10 @@ void tst_DashboardWindow::emptyReaderSaysSoUntilThereIsACard()
     QCOMPARE(find<QPushButton>("simToolkitButton")->text(), QString("&SIM Toolkit"));
     QVERIFY(!find<QPushButton>("simToolkitButton")->isEnabled());
     QCOMPARE(find<QPushButton>("deviceButton")->text(), QString("&Detach device"));
+    QCOMPARE(find<QLabel>("idleCaptionLabel")->text(), QString("There is no card"));
     reader.insert();
     QTRY_COMPARE(find<QPushButton>("simToolkitButton")->text(), QString("&SIM Toolkit\nTest menu"));
+    QCOMPARE(find<QLabel>("idleCaptionLabel")->text(), QString("The card shows no text on the idle screen"));
     QVERIFY(find<QPushButton>("simToolkitButton")->isEnabled());
     QVERIFY(find<QLabel>("deviceLabel")->text().endsWith("Device attached"));
 }
@@ -252,7 +254,7 @@ void tst_DashboardWindow::idleTextIsShown()
     writeProfile("name: Test\nmenu:\n  title: T\n  items:\n    - text: One\nat-start:\n  - idle-text: <i>Good</i>\n");
     auto *label = find<QLabel>("idleLabel");
     QCOMPARE(label->text(), QString());
-    QCOMPARE(find<QLabel>("idleCaptionLabel")->text(), QString("The card shows no text on the idle screen"));
+    QCOMPARE(find<QLabel>("idleCaptionLabel")->text(), QString("There is no card"));
     QVERIFY(attach());
     QTRY_COMPARE(label->text(), QString("<i>Good</i>"));
     QCOMPARE(label->textFormat(), Qt::PlainText);

@@ -76,6 +76,8 @@ private slots:
     void brokenProfileChangesNothing();
     void otherProfileTakesItsPlace();
     void cardMenuOffersWhatThereIs();
+    void cardMenuMarksTheCard_data();
+    void cardMenuMarksTheCard();
     void cardMenuTellsWhyThereIsNothing();
     void profileIsAskedFor();
     void chosenCardIsTold();
@@ -473,6 +475,38 @@ void tst_InspectorWindow::cardMenuOffersWhatThereIs()
     QCOMPARE(cardMenu(), QStringList({"&Profile ...", "Reader One && only", "Reader Two", "Modem /dev/ttyUSB0"}));
     places = {{"Three"}, QString(), {"/dev/ttyACM1", "/dev/ttyACM2"}};
     QCOMPARE(cardMenu(), QStringList({"&Profile ...", "Reader Three", "Modem /dev/ttyACM1", "Modem /dev/ttyACM2"}));
+}
+
+void tst_InspectorWindow::cardMenuMarksTheCard_data()
+{
+    QTest::addColumn<QString>("card");
+    QTest::addColumn<QStringList>("marked");
+    QTest::newRow("profile") << "card.yaml" << QStringList();
+    QTest::newRow("whole name") << "pcsc:Reader 00 01" << QStringList{"Reader Reader 00 01"};
+    QTest::newRow("part of the name") << "pcsc:00 00" << QStringList{"Reader Reader 00 00"};
+    QTest::newRow("modem") << "modem:/dev/ttyUSB0" << QStringList{"Modem /dev/ttyUSB0"};
+    QTest::newRow("profile that begins like a reader") << "pcscd" << QStringList();
+}
+
+void tst_InspectorWindow::cardMenuMarksTheCard()
+{
+    QFETCH(QString, card);
+    QFETCH(QStringList, marked);
+    m_window.reset();
+    m_session.reset();
+    m_options.card = card;
+    m_session = std::make_unique<Session>(m_options);
+    m_window = std::make_unique<InspectorWindow>(*m_model, *m_session);
+    m_window->cardPanel()->setFinder([] {
+        return CardPlaces{{"Reader 00 00", "Reader 00 01"}, QString(), {"/dev/ttyUSB0"}};
+    });
+    cardMenu();
+    QStringList found;
+    for (const QAction *action : find<QMenu>("cardMenu")->actions()) {
+        if (action->isChecked())
+            found << action->text();
+    }
+    QCOMPARE(found, marked);
 }
 
 void tst_InspectorWindow::cardMenuTellsWhyThereIsNothing()

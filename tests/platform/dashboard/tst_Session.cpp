@@ -6,8 +6,10 @@
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QThread>
 
 using namespace dashboard;
 
@@ -29,6 +31,7 @@ private slots:
     void idleTextIsTheCards();
     void idleTextGoesWithTheDevice();
     void turnsAreTold();
+    void turnsThatComeLateAreDropped();
     void readerMayBeEmpty();
     void traceIsWritten();
     void traceThatCannotBeWrittenIsRefused();
@@ -210,7 +213,21 @@ void tst_Session::turnsAreTold()
     session.detach();
     QCOMPARE(session.turn(), sdk::Turn::NoCard);
     QVERIFY(turns.count() >= 3);
-    QCoreApplication::processEvents(); // what the library has told late changes nothing
+}
+
+void tst_Session::turnsThatComeLateAreDropped()
+{
+    Session session(m_options);
+    QString error;
+    QVERIFY(session.attach(&error));
+    const QDeadlineTimer limit(20000);
+    while (!sdk::menuTitle() && !limit.hasExpired())
+        QThread::msleep(1); // what the library tells meanwhile waits for the event loop
+    QVERIFY(sdk::menuTitle());
+    session.detach();
+    QSignalSpy turns(&session, &Session::turnChanged);
+    QCoreApplication::processEvents();
+    QCOMPARE(turns.count(), 0);
     QCOMPARE(session.turn(), sdk::Turn::NoCard);
 }
 
