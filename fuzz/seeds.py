@@ -29,7 +29,7 @@ def brought(command):
     return announced(command) + answer(head, bytes([0x61, len(rest)])) + answer(rest)
 
 
-MENU = bytes.fromhex("D018810301250082028182850441424344 8F0201418F020242")
+MENU = bytes.fromhex("D017 8103012500 82028182 850441424344 8F020141 8F020242")
 YES = bytes([1] * 8)
 
 

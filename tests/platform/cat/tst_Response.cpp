@@ -21,6 +21,7 @@ private slots:
     void answersBothWays();
     void readsOtherFormsOfAnswers_data();
     void readsOtherFormsOfAnswers();
+    void survivesEveryTruncation();
     void takesUcs2ForWhatTheCodingLacks_data();
     void takesUcs2ForWhatTheCodingLacks();
     void leavesOutATextThatNobodyEntered();
@@ -38,7 +39,6 @@ private slots:
     void timerExpirationBothWays();
     void refusesTimerExpirations_data();
     void refusesTimerExpirations();
-    void survivesEveryTruncation();
 };
 
 void tst_Response::responsesBothWays_data()
@@ -146,6 +146,23 @@ void tst_Response::readsOtherFormsOfAnswers()
     const auto response = cat::decodeResponse(bytesOf("8103012300 82028281 830100" + text));
     QVERIFY(response && response->text);
     QTEST(textOf(response->text->value), "value");
+}
+
+void tst_Response::survivesEveryTruncation()
+{
+    const cat::Bytes response = bytesOf("8103012300 82028281 830100 8402010A 8D060031D98C5603 900101");
+    const cat::Bytes selection = bytesOf("D309820201819001021500");
+    QVERIFY(cat::decodeResponse(response) && cat::decodeMenuSelection(selection));
+    for (std::size_t size = 0; size < response.size(); ++size) {
+        // A copy that ends where its memory ends.
+        const cat::Bytes part(response.begin(), response.begin() + static_cast<std::ptrdiff_t>(size));
+        const std::optional<cat::Response> read = cat::decodeResponse(part);
+        QVERIFY(!read || !read->itemId);
+    }
+    for (std::size_t size = 0; size < selection.size(); ++size) {
+        const cat::Bytes part(selection.begin(), selection.begin() + static_cast<std::ptrdiff_t>(size));
+        QVERIFY(!cat::decodeMenuSelection(part));
+    }
 }
 
 void tst_Response::takesUcs2ForWhatTheCodingLacks_data()
@@ -366,23 +383,6 @@ void tst_Response::refusesTimerExpirations()
 {
     QFETCH(QByteArray, hex);
     QVERIFY(!cat::decodeTimerExpiration(bytesOf(hex)));
-}
-
-void tst_Response::survivesEveryTruncation()
-{
-    const cat::Bytes response = bytesOf("8103012300 82028281 830100 8402010A 8D060031D98C5603 900101");
-    const cat::Bytes selection = bytesOf("D309820201819001021500");
-    QVERIFY(cat::decodeResponse(response) && cat::decodeMenuSelection(selection));
-    for (std::size_t size = 0; size < response.size(); ++size) {
-        // A copy that ends where its memory ends.
-        const cat::Bytes part(response.begin(), response.begin() + static_cast<std::ptrdiff_t>(size));
-        const std::optional<cat::Response> read = cat::decodeResponse(part);
-        QVERIFY(!read || !read->itemId);
-    }
-    for (std::size_t size = 0; size < selection.size(); ++size) {
-        const cat::Bytes part(selection.begin(), selection.begin() + static_cast<std::ptrdiff_t>(size));
-        QVERIFY(!cat::decodeMenuSelection(part));
-    }
 }
 
 QTEST_APPLESS_MAIN(tst_Response)
