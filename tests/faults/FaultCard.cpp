@@ -87,13 +87,14 @@ VpcdCard::Answer FaultCard::transmit(const cat::Bytes &apdu)
         return {answerTo(apdu), thinking};
     --m_nonsense;
     const cat::Bytes said = noise();
-    // Who says 6Cxx or 93xx has not done it, and is asked again. What was to be fetched never reaches the terminal; a
-    // response has reached the card.
-    const std::uint8_t sw1 = said.size() < 2 ? 0 : said[said.size() - 2];
+    // What was to be fetched never reaches the terminal; everything else has reached the card.
     if (apdu.size() > 1 && apdu[1] == Fetch)
         m_waiting.clear();
-    else if (sw1 != 0x6C && sw1 != 0x93)
+    else
         answerTo(apdu);
+    // With 6Cxx and 9300 the card asks for the same again.
+    const std::uint8_t sw1 = said.size() < 2 ? 0 : said[said.size() - 2];
+    m_mayRepeat = sw1 == 0x6C || sw1 == 0x93;
     return {said, thinking};
 }
 
@@ -115,14 +116,15 @@ cat::Bytes FaultCard::answerTo(const cat::Bytes &apdu)
         m_figures.missed += m_isOpen ? 1 : 0;
         ++m_figures.fetched;
         m_isOpen = true;
+        m_mayRepeat = false;
         cat::Bytes answer = std::exchange(m_waiting, {});
         answer.insert(answer.end(), done.begin(), done.end());
         return answer;
     }
     case TerminalResponse:
         if (!m_isOpen) {
-            ++m_figures.doubled;
-            return {0x6F, 0x00};
+            m_figures.doubled += m_mayRepeat ? 0 : 1;
+            return m_mayRepeat ? done : cat::Bytes{0x6F, 0x00};
         }
         ++m_figures.answered;
         m_isOpen = false;
