@@ -831,8 +831,9 @@ void tst_PcscChannel::hangingResetIsGivenUp()
     pcscdouble::pull(reader);
     pcscdouble::setHanging(false);
     pcscdouble::insert(reader);
-    QTRY_COMPARE(news(), QStringList({"there"}));
-    QVERIFY(reset(channel.get()));
+    // Perhaps twice: the next try may fall due before the new card is seen.
+    QTRY_COMPARE(news().value(0), QString("there"));
+    QTRY_VERIFY(channel->reset(nullptr));
 }
 
 void tst_PcscChannel::resetOfAHangingCardFailsAtOnce()
