@@ -1,5 +1,5 @@
-// One APDU through a real PC/SC service to a card that takes no time, with the channel and with the bare library. Run by
-// tools/with-own-pcsc.
+// One APDU through a real PC/SC service to a card that takes no time, with the channel and with the bare library. Run
+// by tools/with-own-pcsc.
 #include "cat/Bytes.h"
 #include "sdk/SdkControl.h"
 #include "support/PcscService.h"
@@ -31,7 +31,8 @@ void pcscFloor(benchmark::State &state)
     for (auto _ : state) {
         BYTE answer[258];
         DWORD size = sizeof answer;
-        if (SCardTransmit(card, SCARD_PCI_T0, status.data(), status.size(), nullptr, answer, &size) != SCARD_S_SUCCESS ||
+        if (SCardTransmit(card, SCARD_PCI_T0, status.data(), status.size(), nullptr, answer, &size) !=
+                SCARD_S_SUCCESS ||
             size != 2) {
             state.SkipWithError("no answer");
             break;

@@ -493,8 +493,7 @@ LONG SCardGetStatusChange(SCARDCONTEXT context, DWORD, SCARD_READERSTATE *states
         return call.code;
     Context &own = call.s.contexts[context];
     own.isWaiting = true;
-    call.s.wake.wait(call.lock,
-                     [&] { return own.isCancelled || !call.isAlive() || lookAt(call.s, states, count); });
+    call.s.wake.wait(call.lock, [&] { return own.isCancelled || !call.isAlive() || lookAt(call.s, states, count); });
     own.isWaiting = false;
     if (!call.isAlive())
         return SCARD_E_NO_SERVICE;
