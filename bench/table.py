@@ -16,10 +16,11 @@ PAIRS = [
     ("codecEncodeCommands", "codecFloorCommands", 25),
     ("codecDecodeResponses", "codecFloorResponses", 25),
     ("codecEncodeResponses", "codecFloorResponses", 25),
+    ("pcscChannel", "pcscFloor", 1.5),
 ]
 LIMITS = {"logOff": 5e-9}  # seconds
 UNITS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1}
-PROGRAMS = ("menu", "event", "log", "window", "codec", "exchange", "library")
+PROGRAMS = ("menu", "event", "log", "window", "codec", "exchange", "library", "pcsc")
 BYTES = "bytes_per_second"
 
 

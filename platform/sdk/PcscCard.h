@@ -32,8 +32,8 @@ public:
     /// 80, or A0 for a SIM of before the UICC. Good after reset().
     std::uint8_t toolkitClass() const { return m_toolkitClass; }
 
-    /// Gives card and service up. The card is reset, so that the next program finds it as new; not so one that was lost,
-    /// since a service that resets a card at the very moment it is out overlooks that it comes back.
+    /// Gives card and service up. The card is reset, so that the next program finds it as new; not so one that was
+    /// lost, since a service that resets a card at the very moment it is out overlooks that it comes back.
     void close();
 
 private:

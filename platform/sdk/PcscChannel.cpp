@@ -37,8 +37,8 @@ class PcscChannel : public CardChannel
 {
 public:
     PcscChannel(const std::string &wanted, const std::string &reader, const PcscPatience &patience)
-        : m_patience(patience), m_link(std::make_shared<Link>()),
-          m_thread([link = m_link] { link->card.close(); }), m_watch(wanted, reader, patience.retry)
+        : m_patience(patience), m_link(std::make_shared<Link>()), m_thread([link = m_link] { link->card.close(); }),
+          m_watch(wanted, reader, patience.retry)
     {
     }
 

@@ -12,10 +12,10 @@ namespace sdk
 
 /// How patient the way to a reader is.
 struct PcscPatience {
-    /// A card that has not answered by then hangs, and is given up. Cards that need long say so on the line meanwhile,
-    /// and readers wait for them without end; the slowest applications, which read and write all of their files or wait
-    /// for a key to be made, take some seconds. Nobody looks at a window longer than this that does nothing.
-    std::chrono::milliseconds answer{20000};
+    /// A card that has not answered by then hangs, and is given up. The most silent card that the standard allows takes
+    /// 51 s for a block (ISO/IEC 7816-3 clause 11.4.3: BWI 9 at 3.57 MHz). Nobody is kept waiting: the window gives
+    /// up earlier by itself, and interrupt() ends the wait at any time.
+    std::chrono::milliseconds answer{60000};
 
     /// After so long a service that does not run is tried again, and so is a card that was lost or is in use by another
     /// program.

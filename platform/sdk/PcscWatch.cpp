@@ -15,7 +15,8 @@ namespace
 /// The service's name for "readers come and go".
 const char plugAndPlayName[] = "\\\\?PnP?\\Notification";
 
-/// A report that brings nothing new is followed by the next after so long: a service that has lost its way costs little.
+/// A report that brings nothing new is followed by the next after so long: a service that has lost its way costs
+/// little.
 constexpr std::chrono::milliseconds emptyReportPause{50};
 
 /// SCardCancel() finds nothing to cancel just before the wait begins, so it is called again.

@@ -14,8 +14,8 @@
 namespace sdk
 {
 
-/// Watches one reader, and tells what is news about its card. Two threads: one waits for the service to report a change,
-/// the other tells, so that a service that does not answer keeps nobody waiting.
+/// Watches one reader, and tells what is news about its card. Two threads: one waits for the service to report a
+/// change, the other tells, so that a service that does not answer keeps nobody waiting.
 class PcscWatch
 {
 public:
@@ -60,8 +60,8 @@ public:
         SCARDCONTEXT m_context = 0;
     };
 
-    /// `reader` is its name now; when it is gone, the one that `wanted` chooses takes its place. After `retry` a service
-    /// that does not run, or a card that was lost, is tried again.
+    /// `reader` is its name now; when it is gone, the one that `wanted` chooses takes its place. After `retry` a
+    /// service that does not run, or a card that was lost, is tried again.
     PcscWatch(const std::string &wanted, const std::string &reader, std::chrono::milliseconds retry);
 
     /// Nothing is told any more. Waits a moment for the threads, which end on their own otherwise.

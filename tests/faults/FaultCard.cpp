@@ -15,20 +15,20 @@ constexpr std::chrono::milliseconds thinking{2};
 const char menu[] = "D01C 8103012500 82028182 85044D656E75 8F05014E657773 8F04804F6464";
 
 const char *const commands[] = {
-    "D011 8103032180820281028D060448656C6C6F",                                                        // DISPLAY TEXT
-    "D010 8103052201820281828D05044B65793F",                                                          // GET INKEY
-    "D01B 8103062381820281828D06044E616D653F91020205970404426F62",                                    // GET INPUT
-    "D022 8103022400 82028182 85055768657265 8F051148657265 8F06125468657265 900112",                 // SELECT ITEM
-    "D022 810307100082028183850543616C6C3F860591940321F3850948656C70206C696E65",                      // SET UP CALL
-    "D016 8103082000820281038504426565708E010284020219",                                              // PLAY TONE
-    "D009 810309010382028182",                                                                        // REFRESH
-    "D009 810309010482028182",                                                                        // with a reset
-    "D017 81030A11008202818385064469766572748904FFAA12FB",                                            // SEND SS
-    "D01D 81030B130082028183850753656E64696E678B09010002812100F40141",                                // SEND SMS
-    "D011 81030C1200820281838A06F42A31303023",                                                        // SEND USSD
-    "D01F 81030D150382028182310D687474703A2F2F782E6F72672F05054F70656E3F",                            // LAUNCH BROWSER
-    "D010 81030E2800820281828D050449646C65",                                                          // idle text
-    "D013 8103042180820281028D060448656C6C6FAB00",                                                    // at once
+    "D011 8103032180820281028D060448656C6C6F",                                        // DISPLAY TEXT
+    "D010 8103052201820281828D05044B65793F",                                          // GET INKEY
+    "D01B 8103062381820281828D06044E616D653F91020205970404426F62",                    // GET INPUT
+    "D022 8103022400 82028182 85055768657265 8F051148657265 8F06125468657265 900112", // SELECT ITEM
+    "D022 810307100082028183850543616C6C3F860591940321F3850948656C70206C696E65",      // SET UP CALL
+    "D016 8103082000820281038504426565708E010284020219",                              // PLAY TONE
+    "D009 810309010382028182",                                                        // REFRESH
+    "D009 810309010482028182",                                                        // with a reset
+    "D017 81030A11008202818385064469766572748904FFAA12FB",                            // SEND SS
+    "D01D 81030B130082028183850753656E64696E678B09010002812100F40141",                // SEND SMS
+    "D011 81030C1200820281838A06F42A31303023",                                        // SEND USSD
+    "D01F 81030D150382028182310D687474703A2F2F782E6F72672F05054F70656E3F",            // LAUNCH BROWSER
+    "D010 81030E2800820281828D050449646C65",                                          // idle text
+    "D013 8103042180820281028D060448656C6C6FAB00",                                    // at once
 };
 
 cat::Bytes bytesOf(const char *hex)
@@ -87,13 +87,14 @@ VpcdCard::Answer FaultCard::transmit(const cat::Bytes &apdu)
         return {answerTo(apdu), thinking};
     --m_nonsense;
     const cat::Bytes said = noise();
-    // Who says 6Cxx or 93xx has not done it, and is asked again. What was to be fetched never reaches the terminal; a
-    // response has reached the card.
-    const std::uint8_t sw1 = said.size() < 2 ? 0 : said[said.size() - 2];
+    // What was to be fetched never reaches the terminal; everything else has reached the card.
     if (apdu.size() > 1 && apdu[1] == Fetch)
         m_waiting.clear();
-    else if (sw1 != 0x6C && sw1 != 0x93)
+    else
         answerTo(apdu);
+    // With 6Cxx and 9300 the card asks for the same again.
+    const std::uint8_t sw1 = said.size() < 2 ? 0 : said[said.size() - 2];
+    m_mayRepeat = sw1 == 0x6C || sw1 == 0x93;
     return {said, thinking};
 }
 
@@ -115,20 +116,22 @@ cat::Bytes FaultCard::answerTo(const cat::Bytes &apdu)
         m_figures.missed += m_isOpen ? 1 : 0;
         ++m_figures.fetched;
         m_isOpen = true;
+        m_mayRepeat = false;
         cat::Bytes answer = std::exchange(m_waiting, {});
         answer.insert(answer.end(), done.begin(), done.end());
         return answer;
     }
     case TerminalResponse:
         if (!m_isOpen) {
-            ++m_figures.doubled;
-            return {0x6F, 0x00};
+            m_figures.doubled += m_mayRepeat ? 0 : 1;
+            return m_mayRepeat ? done : cat::Bytes{0x6F, 0x00};
         }
         ++m_figures.answered;
         m_isOpen = false;
         m_hasMenu = true;
         return done;
-    default: return apdu.size() > 1 && apdu[0] == 0x80 ? done : cat::Bytes{0x6E, 0x00};
+    default:
+        return apdu.size() > 1 && apdu[0] == 0x80 ? done : cat::Bytes{0x6E, 0x00};
     }
 }
 

@@ -48,6 +48,7 @@ private:
     std::size_t m_next = 0;
     cat::Bytes m_waiting; ///< for FETCH
     bool m_isOpen = false;
+    bool m_mayRepeat = false; ///< noise has asked for the last response again
     bool m_hasMenu = false;
     int m_nonsense = 0;
     Figures m_figures;

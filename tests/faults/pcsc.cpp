@@ -34,7 +34,8 @@ const char usage[] =
     "    hung       the card answers nothing until it has been given up\n"
     "    killed     the service is killed, and started again when the device has gone\n"
     "    garbage    some answers are noise; the card is put in anew when it takes that\n"
-    "After each the menu must be there again and take a choice. Exit code 1: it was not, a command got no response or two\n"
+    "After each the menu must be there again and take a choice. Exit code 1: it was not, a command got no response or "
+    "two\n"
     "although its card stayed, or files or threads are left over. The last line has the figures.\n";
 
 constexpr milliseconds limit{30000};
@@ -69,17 +70,32 @@ void answer()
         return;
     const int id = openId;
     switch (openType.load()) {
-    case MDSV_STKTYPE_GET_INPUT: MDSV_STKSrv_AnswerInput(id, 1, text); break;
-    case MDSV_STKTYPE_GET_INKEY: MDSV_STKSrv_AnswerInKey(id, 1, key); break;
-    case MDSV_STKTYPE_SELECT_ITEM: MDSV_STKSrv_SelectSubMenuItem(id, MDSV_SUBMENU_ACTION_SELECT, 0x11); break;
-    case MDSV_STKTYPE_SETUP_CALL: MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_SETUP_CALL, 4); break;
-    case MDSV_STKTYPE_DISPLAY_TEXT: MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_DISPLAY_TEXT, 1); break;
-    case MDSV_STKTYPE_PLAY_TONE: MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_PLAY_TONE, 1); break;
-    case MDSV_STKTYPE_LAUNCH_BROWSER: MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_LAUNCH_BROWSER, 1); break;
+    case MDSV_STKTYPE_GET_INPUT:
+        MDSV_STKSrv_AnswerInput(id, 1, text);
+        break;
+    case MDSV_STKTYPE_GET_INKEY:
+        MDSV_STKSrv_AnswerInKey(id, 1, key);
+        break;
+    case MDSV_STKTYPE_SELECT_ITEM:
+        MDSV_STKSrv_SelectSubMenuItem(id, MDSV_SUBMENU_ACTION_SELECT, 0x11);
+        break;
+    case MDSV_STKTYPE_SETUP_CALL:
+        MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_SETUP_CALL, 4);
+        break;
+    case MDSV_STKTYPE_DISPLAY_TEXT:
+        MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_DISPLAY_TEXT, 1);
+        break;
+    case MDSV_STKTYPE_PLAY_TONE:
+        MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_PLAY_TONE, 1);
+        break;
+    case MDSV_STKTYPE_LAUNCH_BROWSER:
+        MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_LAUNCH_BROWSER, 1);
+        break;
     case MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT:
         MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_SETUP_IDLE_MODE_TEXT, 1);
         break;
-    default: break; // the service answers
+    default:
+        break; // the service answers
     }
 }
 
@@ -271,9 +287,8 @@ bool prepare(World *world)
         world->problem = "the reader takes no card";
         return false;
     }
-    sdk::setApduListener([](const sdk::ApduExchange &apdu) {
-        diary.add(cat::toHex(apdu.command) + " -> " + cat::toHex(apdu.answer));
-    });
+    sdk::setApduListener(
+        [](const sdk::ApduExchange &apdu) { diary.add(cat::toHex(apdu.command) + " -> " + cat::toHex(apdu.answer)); });
     sdk::setExchangeListener([](const sdk::Exchange &exchange) {
         if (exchange.text.find("refused") == std::string::npos)
             diary.add(exchange.text);

@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-/// The way from the library to the virtual card of a profile. Which one it is, is chosen by linking: in this process, or
-/// through a PC/SC service and its reader.
+/// The way from the library to the virtual card of a profile. Which one it is, is chosen by linking: in this process,
+/// or through a PC/SC service and its reader.
 namespace roadcard
 {
 

@@ -1,6 +1,6 @@
 // Every item of the profile that has every command, from the APDU out of the card to the APDU back into it, through the
-// real window: what is seen, what the user does, and what the card gets, byte for byte. The card is in this process, where
-// every row runs twice, with the library's callbacks on its own thread and on the user-interface thread; or it is
+// real window: what is seen, what the user does, and what the card gets, byte for byte. The card is in this process,
+// where every row runs twice, with the library's callbacks on its own thread and on the user-interface thread; or it is
 // somewhere else, as RoadCard.h has it, and the bytes are the same.
 #include "RecordingCard.h"
 #include "RoadCard.h"

@@ -1,7 +1,5 @@
 #include "support/PcscService.h"
 
-#include "support/VpcdCard.h"
-
 #include <winscard.h>
 
 #include <fcntl.h>
@@ -11,7 +9,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
@@ -58,23 +55,8 @@ bool hasReader()
     return readerState(&state) == SCARD_S_SUCCESS && !(state & (SCARD_STATE_UNKNOWN | SCARD_STATE_UNAVAILABLE));
 }
 
-/// For a reader that reaches for the card itself: a folder with its configuration, which stays for the process.
-std::string loopbackConfiguration()
-{
-    char folder[] = "/tmp/own-pcsc.XXXXXX";
-    if (!mkdtemp(folder))
-        return std::string();
-    const std::string path = std::string(folder) + "/vpcd";
-    std::FILE *const file = std::fopen(path.c_str(), "w");
-    if (!file)
-        return std::string();
-    std::fprintf(file, "FRIENDLYNAME \"Virtual PCD\"\nDEVICENAME 127.0.0.1:%d\nLIBPATH %s\nCHANNELID %d\n",
-                 VpcdCard::port, driver, VpcdCard::port);
-    std::fclose(file);
-    return folder;
-}
-
-[[noreturn]] void become(const std::string &configuration, pid_t parent)
+/// Takes this process over. On the machine's own network the reader must not wait for connections from anywhere.
+[[noreturn]] void become(bool onlyLoopback, pid_t parent)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
@@ -83,10 +65,9 @@ std::string loopbackConfiguration()
     dup2(null, STDIN_FILENO);
     dup2(null, STDOUT_FILENO);
     dup2(null, STDERR_FILENO);
-    if (configuration.empty())
-        execl(program, program, "--foreground", nullptr);
-    else
-        execl(program, program, "--foreground", "--config", configuration.c_str(), nullptr);
+    if (onlyLoopback)
+        setenv("LD_PRELOAD", STK_BIND_LOOPBACK, 1);
+    execl(program, program, "--foreground", nullptr);
     _exit(127);
 }
 
@@ -109,12 +90,11 @@ bool PcscService::start(std::string *error)
         *error = "pcscd or its reader is not installed: the packages needed are listed in tools/packages.txt";
     if (!error->empty())
         return false;
-    static const std::string configuration =
-        std::strcmp(spaces, "loopback") == 0 ? loopbackConfiguration() : std::string();
+    const bool onlyLoopback = std::strcmp(spaces, "namespaces") != 0;
     const pid_t parent = getpid();
     m_pid = fork();
     if (m_pid == 0)
-        become(configuration, parent);
+        become(onlyLoopback, parent);
     if (m_pid > 0 && waitUntil(hasReader))
         return true;
     *error = "pcscd has no vpcd reader after 20 s";

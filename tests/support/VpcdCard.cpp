@@ -3,13 +3,10 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <condition_variable>
-#include <cstdlib>
-#include <cstring>
 #include <mutex>
 #include <thread>
 
@@ -76,28 +73,6 @@ int connectToReader()
     return -1;
 }
 
-/// The other way round: waits a moment for a reader to connect.
-int acceptReader()
-{
-    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int on = 1;
-    setsockopt(listener, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    const sockaddr_in address = loopback();
-    int socket = -1;
-    pollfd ready = {listener, POLLIN, 0};
-    if (bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0 && listen(listener, 1) == 0 &&
-        poll(&ready, 1, 1000) == 1)
-        socket = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-    close(listener);
-    return socket;
-}
-
-int reachReader()
-{
-    const char *const spaces = std::getenv("STK_OWN_PCSC");
-    return spaces && std::strcmp(spaces, "loopback") == 0 ? acceptReader() : connectToReader();
-}
-
 } // namespace
 
 struct VpcdCard::Private {
@@ -121,7 +96,7 @@ struct VpcdCard::Private {
             if (isOver)
                 break;
             lock.unlock();
-            const int reached = reachReader();
+            const int reached = connectToReader();
             lock.lock();
             if (reached >= 0 && isInserted && !isOver) {
                 socket = reached;

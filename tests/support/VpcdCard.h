@@ -8,7 +8,7 @@
 #include <memory>
 
 /// A card in the vpcd reader of a PC/SC service on this machine. The reader takes it for a card of metal: what it knows
-/// of it comes over TCP, from port 35963 on loopback. With STK_OWN_PCSC=loopback it is the reader that connects.
+/// of it comes over TCP, to port 35963 on loopback.
 ///
 /// The functions may be called on any thread.
 class VpcdCard

@@ -1,6 +1,7 @@
 #include "PcscDouble.h"
 
 #include <algorithm>
+#include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -493,8 +494,7 @@ LONG SCardGetStatusChange(SCARDCONTEXT context, DWORD, SCARD_READERSTATE *states
         return call.code;
     Context &own = call.s.contexts[context];
     own.isWaiting = true;
-    call.s.wake.wait(call.lock,
-                     [&] { return own.isCancelled || !call.isAlive() || lookAt(call.s, states, count); });
+    call.s.wake.wait(call.lock, [&] { return own.isCancelled || !call.isAlive() || lookAt(call.s, states, count); });
     own.isWaiting = false;
     if (!call.isAlive())
         return SCARD_E_NO_SERVICE;
@@ -509,6 +509,11 @@ LONG SCardCancel(SCARDCONTEXT context)
         call.s.offences.push_back("SCardCancel with a context that is not open");
     else if (found->second.isWaiting)
         found->second.isCancelled = true;
+    call.s.wake.notify_all();
+    // It is the service that ends the wait, so the context is still in use here when the wait is over.
+    call.s.wake.wait_for(call.lock, std::chrono::milliseconds(30), [&] { return !call.s.contexts.count(context); });
+    if (!call.s.contexts.count(context))
+        call.s.offences.push_back("SCardReleaseContext while it is being cancelled");
     return call.code;
 }
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-/// A PC/SC service without a process, readers and cards: the C functions of libpcsclite that the product calls, defined in
-/// the test's own program and so taken in place of the library's. One for the process, any thread.
+/// A PC/SC service without a process, readers and cards: the C functions of libpcsclite that the product calls, defined
+/// in the test's own program and so taken in place of the library's. One for the process, any thread.
 ///
 /// It behaves as the real one where that is unpleasant: a cancel that comes before the wait is lost; a reader that
 /// holds a hanging card keeps everybody waiting who wants that card; what belongs to a service that has ended fails for

@@ -118,9 +118,12 @@ qint64 timeOf(Body body)
 QString textOf(News news)
 {
     switch (news) {
-    case News::Asks: return "asks";
-    case News::Gone: return "gone";
-    case News::There: return "there";
+    case News::Asks:
+        return "asks";
+    case News::Gone:
+        return "gone";
+    case News::There:
+        return "there";
     }
     return "unknown";
 }
@@ -276,10 +279,14 @@ void tst_PcscChannel::choice_data()
     const QStringList one = {"Gem PC 00 00"};
     const QStringList two = {"Gem PC 00 00", "Card Man 01 00"};
     const QStringList alike = {"Gem PC 00 00", "Gem PC 00 00 Twin"};
-    QTest::newRow("the only one") << one << "" << "reader 'Gem PC 00 00'";
-    QTest::newRow("by a part") << two << "Man" << "reader 'Card Man 01 00'";
-    QTest::newRow("small letters") << two << "gem" << "reader 'Gem PC 00 00'";
-    QTest::newRow("whole name before a part") << alike << "Gem PC 00 00" << "reader 'Gem PC 00 00'";
+    QTest::newRow("the only one") << one << ""
+                                  << "reader 'Gem PC 00 00'";
+    QTest::newRow("by a part") << two << "Man"
+                               << "reader 'Card Man 01 00'";
+    QTest::newRow("small letters") << two << "gem"
+                                   << "reader 'Gem PC 00 00'";
+    QTest::newRow("whole name before a part") << alike << "Gem PC 00 00"
+                                              << "reader 'Gem PC 00 00'";
     QTest::newRow("no choice") << two << ""
                                << "there are several PC/SC readers; choose one by a part of its name (pcsc:NAME):\n"
                                   "    Gem PC 00 00\n    Card Man 01 00";
@@ -383,13 +390,20 @@ void tst_PcscChannel::classOfTheCard_data()
     QTest::addColumn<QStringList>("sent");
     const QStringList uicc = {"00A40004023F00"};
     const QStringList both = {"00A40004023F00", "A0A40000023F00"};
-    QTest::newRow("UICC, T=1") << "9000" << "6E00" << 0x80 << uicc;
-    QTest::newRow("UICC, T=0") << "6120" << "6E00" << 0x80 << uicc;
-    QTest::newRow("UICC that wants a PIN") << "6982" << "6E00" << 0x80 << uicc;
-    QTest::newRow("SIM") << "6E00" << "9F17" << 0xA0 << both;
-    QTest::newRow("SIM without data") << "6E00" << "9000" << 0xA0 << both;
-    QTest::newRow("neither class") << "6E00" << "6E00" << 0x80 << both;
-    QTest::newRow("no SELECT") << "6E00" << "6D00" << 0x80 << both;
+    QTest::newRow("UICC, T=1") << "9000"
+                               << "6E00" << 0x80 << uicc;
+    QTest::newRow("UICC, T=0") << "6120"
+                               << "6E00" << 0x80 << uicc;
+    QTest::newRow("UICC that wants a PIN") << "6982"
+                                           << "6E00" << 0x80 << uicc;
+    QTest::newRow("SIM") << "6E00"
+                         << "9F17" << 0xA0 << both;
+    QTest::newRow("SIM without data") << "6E00"
+                                      << "9000" << 0xA0 << both;
+    QTest::newRow("neither class") << "6E00"
+                                   << "6E00" << 0x80 << both;
+    QTest::newRow("no SELECT") << "6E00"
+                               << "6D00" << 0x80 << both;
 }
 
 void tst_PcscChannel::classOfTheCard()
@@ -418,12 +432,18 @@ void tst_PcscChannel::protocolIsTheCards_data()
     QTest::addColumn<QString>("apdu");
     QTest::addColumn<QString>("sent");
     const int t0 = SCARD_PROTOCOL_T0, t1 = SCARD_PROTOCOL_T1;
-    QTest::newRow("T=0, length expected") << t0 << "8012000010" << "8012000010";
-    QTest::newRow("T=0, data") << t0 << "80C2000002D300" << "80C2000002D300";
-    QTest::newRow("T=0, data, length expected") << t0 << "80C2000002D30000" << "80C2000002D300";
-    QTest::newRow("T=0, header") << t0 << "80F20000" << "80F20000";
-    QTest::newRow("T=1, length expected") << t1 << "8012000010" << "8012000010";
-    QTest::newRow("T=1, data, length expected") << t1 << "80C2000002D30000" << "80C2000002D30000";
+    QTest::newRow("T=0, length expected") << t0 << "8012000010"
+                                          << "8012000010";
+    QTest::newRow("T=0, data") << t0 << "80C2000002D300"
+                               << "80C2000002D300";
+    QTest::newRow("T=0, data, length expected") << t0 << "80C2000002D30000"
+                                                << "80C2000002D300";
+    QTest::newRow("T=0, header") << t0 << "80F20000"
+                                 << "80F20000";
+    QTest::newRow("T=1, length expected") << t1 << "8012000010"
+                                          << "8012000010";
+    QTest::newRow("T=1, data, length expected") << t1 << "80C2000002D30000"
+                                                << "80C2000002D30000";
 }
 
 void tst_PcscChannel::protocolIsTheCards()
@@ -831,8 +851,9 @@ void tst_PcscChannel::hangingResetIsGivenUp()
     pcscdouble::pull(reader);
     pcscdouble::setHanging(false);
     pcscdouble::insert(reader);
-    QTRY_COMPARE(news(), QStringList({"there"}));
-    QVERIFY(reset(channel.get()));
+    // Perhaps twice: the next try may fall due before the new card is seen.
+    QTRY_COMPARE(news().value(0), QString("there"));
+    QTRY_VERIFY(channel->reset(nullptr));
 }
 
 void tst_PcscChannel::resetOfAHangingCardFailsAtOnce()
