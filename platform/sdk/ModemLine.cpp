@@ -106,6 +106,18 @@ std::string whyNot(const std::string &path, int code)
     }
 }
 
+/// Who calls a port of this machine again and again gets it for an own end one day, and is connected with itself.
+bool isOwnEcho(int descriptor)
+{
+    sockaddr_storage own{};
+    sockaddr_storage other{};
+    socklen_t ownSize = sizeof own;
+    socklen_t otherSize = sizeof other;
+    return ::getsockname(descriptor, reinterpret_cast<sockaddr *>(&own), &ownSize) == 0 &&
+           ::getpeername(descriptor, reinterpret_cast<sockaddr *>(&other), &otherSize) == 0 && ownSize == otherSize &&
+           std::memcmp(&own, &other, ownSize) == 0;
+}
+
 struct AddressList {
     void operator()(addrinfo *list) const { ::freeaddrinfo(list); }
 };
@@ -331,9 +343,12 @@ bool ModemLine::connectTo(const ModemAddress &address, Clock::time_point limit, 
         const int isOn = 1;
         ::setsockopt(m_descriptor, IPPROTO_TCP, TCP_NODELAY, &isOn, sizeof isOn);
         std::string why;
-        if (::connect(m_descriptor, one->ai_addr, one->ai_addrlen) == 0 ||
-            (errno == EINPROGRESS ? finishConnect(limit, &why) : (why = reason(errno), false)))
-            return true;
+        if (::connect(m_descriptor, one->ai_addr, one->ai_addrlen) == 0 || errno == EINPROGRESS) {
+            if (finishConnect(limit, &why))
+                return true;
+        } else {
+            why = reason(errno);
+        }
         put(error, why.empty() ? why
                                : "nobody answers at " + address.host + " port " + address.port + " (" + why +
                                      "): start the simulator, or look at the address");
@@ -350,6 +365,8 @@ bool ModemLine::finishConnect(Clock::time_point limit, std::string *error)
     socklen_t size = sizeof code;
     if (event == Event::Data)
         ::getsockopt(m_descriptor, SOL_SOCKET, SO_ERROR, &code, &size);
+    if (code == 0 && event == Event::Data && isOwnEcho(m_descriptor))
+        code = ECONNREFUSED;
     if (code != 0)
         put(error, reason(code));
     return event == Event::Data && code == 0;

@@ -202,6 +202,7 @@ private:
     void finishDetach(const DevicePtr &device);
     void hear(std::uint64_t attachment, CardChannel::News news);
     void startCard(const DevicePtr &device);
+    void closeGivenUp(const DevicePtr &device);
     void welcomeCard(std::uint64_t attachment);
     void restartCard(const DevicePtr &device);
     void readCard(const DevicePtr &device);

@@ -125,6 +125,9 @@ void ModemPeer::closeAll()
     } else if (m_way == Way::Terminal) {
         ::unlink(address().c_str());
     }
+    // Closing alone takes until the thread looks up from it.
+    if (m_way == Way::Port && m_other >= 0)
+        ::shutdown(m_other, SHUT_RDWR);
     closeOne(&m_other);
     closeOne(&m_line);
     m_received.clear();

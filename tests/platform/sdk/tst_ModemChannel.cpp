@@ -3,6 +3,7 @@
 #include "platform/sdk/Vectors.h"
 #include "support/ModemPeer.h"
 
+#include "sdk/MDSVStk.h"
 #include "sdk/SdkControl.h"
 
 #include <QElapsedTimer>
@@ -84,6 +85,10 @@ private slots:
     void channelThatWasNeverUsed();
     void listenerIsTakenAway();
     void nothingIsLeftOpen();
+
+    void windowOfAGivenUpCommandIsClosed();
+    void windowOfAGivenUpCommandMakesRoom();
+    void menuIsBackWithTheModem();
 
 private:
     bool start(Way way = Way::Terminal);
@@ -170,6 +175,8 @@ void tst_ModemChannel::init()
 
 void tst_ModemChannel::cleanup()
 {
+    sdk::shutDown();
+    events::reset();
     m_channel.reset();
     m_peer.reset();
     sdk::setModemTimes(sdk::ModemTimes());
@@ -947,6 +954,63 @@ void tst_ModemChannel::nothingIsLeftOpen()
     }
     QCOMPARE(threads(), running);
     QCOMPARE(openFiles(), files);
+}
+
+// ---------------------------------------------------------------- through the library
+
+void tst_ModemChannel::windowOfAGivenUpCommandIsClosed()
+{
+    m_times.start = milliseconds(20);
+    events::reset();
+    QVERIFY(events::registerBoth());
+    QVERIFY(start());
+    sdk::attachDevice(std::move(m_channel));
+    QVERIFY(vectors::waitForEvent("DEVICE 6602"));
+    m_peer->say(handing(TEXT));
+    QVERIFY(vectors::waitForEvent("STK 1"));
+    const int id = events::lastId();
+    m_peer->say(line("+CUSATEND"));
+    QVERIFY(vectors::waitForEvent("STK 99"));
+    QCOMPARE(MDSV_STKSrv_SendNoDataResponse(int16_t(id), STK_UI_STKTYPE_DISPLAY_TEXT, 1), static_cast<int>(sdk::Status::StaleCommand));
+    QCOMPARE(commands("AT+CUSATT"), QStringList());
+}
+
+void tst_ModemChannel::windowOfAGivenUpCommandMakesRoom()
+{
+    m_times.start = milliseconds(20);
+    replyTo("AT+CUSATT", line("OK") + line("+CUSATEND"));
+    events::reset();
+    QVERIFY(events::registerBoth());
+    QVERIFY(start());
+    sdk::attachDevice(std::move(m_channel));
+    QVERIFY(vectors::waitForEvent("DEVICE 6602"));
+    m_peer->say(handing(TEXT));
+    QVERIFY(vectors::waitForEvent("STK 1"));
+    events::forget();
+    m_peer->say(handing(TEXT2));
+    QTRY_COMPARE_WITH_TIMEOUT(events::texts(), QStringList({"STK 99", "STK 1"}), vectors::limit);
+    QCOMPARE(MDSV_STKSrv_SendNoDataResponse(int16_t(events::lastId()), STK_UI_STKTYPE_DISPLAY_TEXT, 1), 0);
+    QVERIFY(m_peer->waitFor("AT+CUSATT"));
+    QCOMPARE(commands("AT+CUSATT"), QStringList("AT+CUSATT=810302218082028281830100"));
+}
+
+void tst_ModemChannel::menuIsBackWithTheModem()
+{
+    replyTo("AT+CUSATA", line("OK") + handing(MENU));
+    replyTo("AT+CUSATT", line("OK") + line("+CUSATEND"));
+    events::reset();
+    QVERIFY(events::registerBoth());
+    QVERIFY(start());
+    sdk::attachDevice(std::move(m_channel));
+    QVERIFY(vectors::waitForEvent("DEVICE 6602"));
+    QVERIFY(sdk::menuTitle());
+    m_peer->unplug();
+    QVERIFY(vectors::waitForEvent("DEVICE 6601"));
+    QVERIFY(!sdk::menuTitle());
+    events::forget();
+    m_peer->plugIn();
+    QVERIFY(vectors::waitForEvent("DEVICE 6602"));
+    QVERIFY(sdk::menuTitle());
 }
 
 QTEST_GUILESS_MAIN(tst_ModemChannel)

@@ -49,6 +49,7 @@ private slots:
     void lineThatCannotBeOpened();
     void lineWithoutPermission();
     void nobodyAtThePort();
+    void nobodyIsCalledByItself();
     void unknownHost();
     void hostIsLookedUp();
     void silentHostTakesTheLimit();
@@ -361,6 +362,24 @@ void tst_ModemLine::nobodyAtThePort()
     peer.unplug();
     const QString error = errorOf(address);
     QVERIFY2(error.contains("nobody answers at 127.0.0.1 port") && error.contains("refused"), qPrintable(error));
+}
+
+/// A port that the system gives to the caller itself: the call would be answered, by the caller.
+void tst_ModemLine::nobodyIsCalledByItself()
+{
+    QFile range("/proc/sys/net/ipv4/ip_local_port_range");
+    QVERIFY(range.open(QIODevice::ReadOnly));
+    const QStringList ends = QString::fromLatin1(range.readAll()).split(QRegularExpression("\\s+"));
+    const int count = ends.value(1).toInt() - ends.value(0).toInt();
+    QVERIFY(count > 0);
+    // So many calls that one of them would have been; every one is refused.
+    const std::string address = "127.0.0.1:" + std::to_string(ends.value(0).toInt() + count / 2);
+    if (errorOf(address) == "is open")
+        QSKIP("somebody listens there");
+    sdk::WakePipe pipe;
+    ModemLine line(&pipe);
+    for (int i = 0; i < 2 * count; ++i)
+        QVERIFY(!line.open(addressOf(address), in(LIMIT_MS), nullptr));
 }
 
 void tst_ModemLine::unknownHost()
