@@ -51,8 +51,9 @@ int timeUntil(ModemLine::Clock::time_point limit)
 
 bool isPort(const std::string &text)
 {
-    const bool isNumber = !text.empty() && text.size() <= 5 &&
-                          std::all_of(text.begin(), text.end(), [](char digit) { return digit >= '0' && digit <= '9'; });
+    const bool isNumber = !text.empty() && text.size() <= 5 && std::all_of(text.begin(), text.end(), [](char digit) {
+        return digit >= '0' && digit <= '9';
+    });
     return isNumber && std::stoi(text) >= 1 && std::stoi(text) <= highestPort;
 }
 
@@ -292,7 +293,8 @@ bool ModemLine::open(const ModemAddress &address, Clock::time_point limit, std::
 
 bool ModemLine::openSerial(const std::string &path, std::string *error)
 {
-    struct stat status{};
+    struct stat status {
+    };
     if (::stat(path.c_str(), &status) == 0 && !S_ISCHR(status.st_mode)) {
         put(error, path + " is no serial line");
         return false;

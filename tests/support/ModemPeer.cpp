@@ -165,9 +165,8 @@ bool ModemPeer::waitFor(const std::string &start, int count) const
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     return m_changed.wait_for(lock, LIMIT, [&] {
-        return std::count_if(m_commands.begin(), m_commands.end(), [&](const std::string &one) {
-                   return one.compare(0, start.size(), start) == 0;
-               }) >= count;
+        return std::count_if(m_commands.begin(), m_commands.end(),
+                             [&](const std::string &one) { return one.compare(0, start.size(), start) == 0; }) >= count;
     });
 }
 

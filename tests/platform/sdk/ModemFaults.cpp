@@ -23,13 +23,15 @@ using std::chrono::milliseconds;
 const char usage[] =
     "Usage: modem_faults [--each N] [--seed S] PROFILE\n"
     "\n"
-    "Puts the virtual card of PROFILE into the double of a modem on a pseudo-terminal, lets a user choose from its menu at\n"
+    "Puts the virtual card of PROFILE into the double of a modem on a pseudo-terminal, lets a user choose from its "
+    "menu at\n"
     "random, and disturbs the sessions N times (200 by default) in each of these ways, at moments that S decides\n"
     "(otherwise the time):\n"
     "    hang-up    the line goes, and is back when the device has gone or a little later\n"
     "    silence    the modem hears and says nothing, until it has been given up\n"
     "    garbage    noise in between\n"
-    "After each the menu must be there again and take a choice. Exit code 1: it was not, a command got no response or two\n"
+    "After each the menu must be there again and take a choice. Exit code 1: it was not, a command got no response or "
+    "two\n"
     "although its modem stayed, or files or threads are left over. The last line has the figures.\n";
 
 constexpr milliseconds limit{60000};
@@ -64,20 +66,33 @@ void answer()
     static const uint16_t yes[] = {'1', 0};
     const auto id = static_cast<int16_t>(openId.load());
     switch (openType.load()) {
-    case MDSV_STKTYPE_GET_INPUT: MDSV_STKSrv_AnswerInput(id, 1, text); break;
+    case MDSV_STKTYPE_GET_INPUT:
+        MDSV_STKSrv_AnswerInput(id, 1, text);
+        break;
     case MDSV_STKTYPE_GET_INKEY:
         if (MDSV_STKSrv_AnswerInKey(id, 1, key) != 0)
             MDSV_STKSrv_AnswerInKey(id, 1, yes);
         break;
-    case MDSV_STKTYPE_SELECT_ITEM: MDSV_STKSrv_SelectSubMenuItem(id, MDSV_SUBMENU_ACTION_SELECT, 1); break;
-    case MDSV_STKTYPE_SETUP_CALL: MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_SETUP_CALL, 4); break;
-    case MDSV_STKTYPE_DISPLAY_TEXT: MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_DISPLAY_TEXT, 1); break;
-    case MDSV_STKTYPE_PLAY_TONE: MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_PLAY_TONE, 1); break;
-    case MDSV_STKTYPE_LAUNCH_BROWSER: MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_LAUNCH_BROWSER, 1); break;
+    case MDSV_STKTYPE_SELECT_ITEM:
+        MDSV_STKSrv_SelectSubMenuItem(id, MDSV_SUBMENU_ACTION_SELECT, 1);
+        break;
+    case MDSV_STKTYPE_SETUP_CALL:
+        MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_SETUP_CALL, 4);
+        break;
+    case MDSV_STKTYPE_DISPLAY_TEXT:
+        MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_DISPLAY_TEXT, 1);
+        break;
+    case MDSV_STKTYPE_PLAY_TONE:
+        MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_PLAY_TONE, 1);
+        break;
+    case MDSV_STKTYPE_LAUNCH_BROWSER:
+        MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_LAUNCH_BROWSER, 1);
+        break;
     case MDSV_STKTYPE_SETUP_IDLE_MODE_TEXT:
         MDSV_STKSrv_SendNoDataResponse(id, STK_UI_STKTYPE_SETUP_IDLE_MODE_TEXT, 1);
         break;
-    default: break; // the service answers
+    default:
+        break; // the service answers
     }
 }
 
@@ -233,6 +248,7 @@ int complain(const char *what)
 
 int run(int each, unsigned int seed, const std::string &profile)
 {
+    std::thread([] {}).join(); // sanitizers start a thread of their own with the first
     const int files = entriesOf("/proc/self/fd");
     const int threads = entriesOf("/proc/self/task");
     ModemDouble::Count count;
@@ -245,7 +261,8 @@ int run(int each, unsigned int seed, const std::string &profile)
             for (const Fault &fault : faults) {
                 if (result == 0 && !disturb(&world, fault))
                     result = complain((std::string(fault.name) + " number " + std::to_string(number + 1) +
-                                       ": the card did not come to rest again").c_str());
+                                       ": the card did not come to rest again")
+                                          .c_str());
             }
         }
         MDSV_STK_UnRegisterCallBack(onCommand);
@@ -255,11 +272,15 @@ int run(int each, unsigned int seed, const std::string &profile)
     }
     if (count.refused != 0 || count.open != 0 || count.handedOver != count.answered + count.lost)
         result = complain("not every command had its one response");
-    if (entriesOf("/proc/self/fd") != files || entriesOf("/proc/self/task") != threads)
+    const auto isAsBefore = [=] {
+        return entriesOf("/proc/self/fd") == files && entriesOf("/proc/self/task") == threads;
+    };
+    if (!waitUntil(isAsBefore)) // a thread that was joined may still be on its way out
         result = complain("files or threads are left over");
-    std::printf("modem_faults: seed %u, %d of each fault; %d commands handed over, %d answered, %d lost with the modem, %d "
-                "left open, %d responses refused\n",
-                seed, each, count.handedOver, count.answered, count.lost, count.open, count.refused);
+    std::printf(
+        "modem_faults: seed %u, %d of each fault; %d commands handed over, %d answered, %d lost with the modem, %d "
+        "left open, %d responses refused\n",
+        seed, each, count.handedOver, count.answered, count.lost, count.open, count.refused);
     return result;
 }
 

@@ -259,8 +259,10 @@ void tst_ModemChannel::isNamedAfterItsLine_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("name");
-    QTest::newRow("serial") << "/dev/ttyUSB2" << "modem on /dev/ttyUSB2";
-    QTest::newRow("port") << "localhost:2000" << "modem at localhost port 2000";
+    QTest::newRow("serial") << "/dev/ttyUSB2"
+                            << "modem on /dev/ttyUSB2";
+    QTest::newRow("port") << "localhost:2000"
+                          << "modem at localhost port 2000";
 }
 
 void tst_ModemChannel::isNamedAfterItsLine()
@@ -346,8 +348,7 @@ void tst_ModemChannel::offersTheProfile()
         replyTo(command.toStdString(), line("+CME ERROR: 4"));
     QVERIFY(start());
     QCOMPARE(send(PROFILE), QString("9000"));
-    QCOMPARE(commands(),
-             QStringList({"AT+CUSATR", "AT+CUSATW=0,\"FFFF7FE1\"", "AT+CUSATD=1", "AT+CUSATA=1"}));
+    QCOMPARE(commands(), QStringList({"AT+CUSATR", "AT+CUSATW=0,\"FFFF7FE1\"", "AT+CUSATD=1", "AT+CUSATA=1"}));
 }
 
 /// REFRESH, SEND SHORT MESSAGE, SEND SS, SEND USSD and SET UP CALL.
@@ -408,7 +409,9 @@ void tst_ModemChannel::hexOfAnyKind_data()
     QTest::newRow("blanks") << QByteArray("+CUSATP:  D0 02 81\tFF ");
     QTest::newRow("blanks in bytes") << QByteArray("+CUSATP: \"D 002 81F F\"");
     QTest::newRow("something behind") << QByteArray("+CUSATP: \"D00281FF\",1");
-    QTest::newRow("NUL") << QByteArray("+CUS\0ATP: D0\0" "0281FF", 20);
+    QTest::newRow("NUL") << QByteArray("+CUS\0ATP: D0\0"
+                                       "0281FF",
+                                       20);
 }
 
 void tst_ModemChannel::hexOfAnyKind()
@@ -442,11 +445,11 @@ void tst_ModemChannel::hexOfNoKind()
     QCOMPARE(send(STATUS), announced(TEXT));
 }
 
-#define OPEN_TEXT                                                                                                      \
-    QVERIFY(start());                                                                                                  \
-    m_peer->say(handing(TEXT));                                                                                        \
-    QVERIFY(waitForNews({"asks"}));                                                                                    \
-    QCOMPARE(fetched(TEXT), bare(TEXT).c_str() + QString("9000"));                                                     \
+#define OPEN_TEXT                                                  \
+    QVERIFY(start());                                              \
+    m_peer->say(handing(TEXT));                                    \
+    QVERIFY(waitForNews({"asks"}));                                \
+    QCOMPARE(fetched(TEXT), bare(TEXT).c_str() + QString("9000")); \
     m_peer->forget()
 
 void tst_ModemChannel::responseIsFollowedByTheNextCommand()
@@ -507,7 +510,7 @@ void tst_ModemChannel::refusedResponse()
     replyTo("AT+CUSATT", line("+CME ERROR: 100"));
     OPEN_TEXT;
     QCOMPARE(send(TO_TEXT), QString("6F00"));
-    QCOMPARE(send(TO_TEXT), QString("9000")); // it is over, and not said again
+    QCOMPARE(send(TO_TEXT), QString("9000"));  // it is over, and not said again
     QCOMPARE(commands("AT+CUSATT").size(), 2); // in the other way
     // Unless the modem has something else to say.
     m_peer->say(handing(TEXT));
@@ -789,7 +792,8 @@ void tst_ModemChannel::modemThatGoesAtRest()
         m_peer->plugIn();
         QStringList news;
         for (int j = 0; j < i; ++j)
-            news << "gone" << "there";
+            news << "gone"
+                 << "there";
         QVERIFY(waitForNews(news));
         QVERIFY(m_channel->reset(nullptr));
     }
@@ -971,7 +975,8 @@ void tst_ModemChannel::windowOfAGivenUpCommandIsClosed()
     const int id = events::lastId();
     m_peer->say(line("+CUSATEND"));
     QVERIFY(vectors::waitForEvent("STK 99"));
-    QCOMPARE(MDSV_STKSrv_SendNoDataResponse(int16_t(id), STK_UI_STKTYPE_DISPLAY_TEXT, 1), static_cast<int>(sdk::Status::StaleCommand));
+    QCOMPARE(MDSV_STKSrv_SendNoDataResponse(int16_t(id), STK_UI_STKTYPE_DISPLAY_TEXT, 1),
+             static_cast<int>(sdk::Status::StaleCommand));
     QCOMPARE(commands("AT+CUSATT"), QStringList());
 }
 

@@ -121,11 +121,26 @@ void tst_ModemLine::address_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("host");
     QTest::addColumn<QString>("port");
-    QTest::newRow("serial line") << "/dev/ttyUSB2" << "/dev/ttyUSB2" << "" << "";
-    QTest::newRow("with a colon") << "/dev/serial/by-path/a:1.0" << "/dev/serial/by-path/a:1.0" << "" << "";
-    QTest::newRow("host") << "localhost:2000" << "" << "localhost" << "2000";
-    QTest::newRow("number") << "127.0.0.1:1" << "" << "127.0.0.1" << "1";
-    QTest::newRow("IPv6") << "[::1]:65535" << "" << "::1" << "65535";
+    QTest::newRow("serial line") << "/dev/ttyUSB2"
+                                 << "/dev/ttyUSB2"
+                                 << ""
+                                 << "";
+    QTest::newRow("with a colon") << "/dev/serial/by-path/a:1.0"
+                                  << "/dev/serial/by-path/a:1.0"
+                                  << ""
+                                  << "";
+    QTest::newRow("host") << "localhost:2000"
+                          << ""
+                          << "localhost"
+                          << "2000";
+    QTest::newRow("number") << "127.0.0.1:1"
+                            << ""
+                            << "127.0.0.1"
+                            << "1";
+    QTest::newRow("IPv6") << "[::1]:65535"
+                          << ""
+                          << "::1"
+                          << "65535";
 }
 
 void tst_ModemLine::address()
@@ -163,7 +178,8 @@ void tst_ModemLine::linesOfAFolder()
 {
     QTemporaryDir folder;
     QVERIFY(QDir(folder.path()).mkpath("serial/by-id"));
-    for (const char *const name : {"ttyUSB10", "ttyUSB2", "ttyACM0", "ttyS0", "ttyUSB1", "serial/by-id/usb-Maker_Modem"})
+    for (const char *const name :
+         {"ttyUSB10", "ttyUSB2", "ttyACM0", "ttyS0", "ttyUSB1", "serial/by-id/usb-Maker_Modem"})
         QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
     QStringList found;
     for (const std::string &path : sdk::modemLinesBelow(folder.path().toStdString()))
@@ -182,9 +198,8 @@ void tst_ModemLine::bytesGoBothWays_data()
 void tst_ModemLine::bytesGoBothWays()
 {
     QFETCH(Way, way);
-    ModemPeer peer(way, [](const std::string &command) {
-        return std::vector<ModemPeer::Saying>{{"<" + command + ">"}};
-    });
+    ModemPeer peer(way,
+                   [](const std::string &command) { return std::vector<ModemPeer::Saying>{{"<" + command + ">"}}; });
     sdk::WakePipe pipe;
     ModemLine line(&pipe);
     std::string error;
@@ -291,7 +306,8 @@ void tst_ModemLine::lineIsFreeAfterwards()
     for (int i = 0; i < 3; ++i)
         QCOMPARE(errorOf(peer.address()), QString("is open"));
     int number = 1;
-    QCOMPARE(::ioctl(descriptorOf(QFile::symLinkTarget(QString::fromStdString(peer.address()))), TIOCGEXCL, &number), 0);
+    QCOMPARE(::ioctl(descriptorOf(QFile::symLinkTarget(QString::fromStdString(peer.address()))), TIOCGEXCL, &number),
+             0);
     QCOMPARE(number, 0);
 }
 
@@ -314,11 +330,16 @@ void tst_ModemLine::lineThatCannotBeOpened_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("words");
-    QTest::newRow("not there") << "/dev/ttyNOWHERE9" << "there is no serial line /dev/ttyNOWHERE9: plug the modem in";
-    QTest::newRow("folder") << "/tmp" << "/tmp is no serial line";
-    QTest::newRow("file") << "/etc/passwd" << "/etc/passwd is no serial line";
-    QTest::newRow("other device") << "/dev/null" << "/dev/null is no serial line";
-    QTest::newRow("through a file") << "/etc/passwd/tty" << "cannot be opened";
+    QTest::newRow("not there") << "/dev/ttyNOWHERE9"
+                               << "there is no serial line /dev/ttyNOWHERE9: plug the modem in";
+    QTest::newRow("folder") << "/tmp"
+                            << "/tmp is no serial line";
+    QTest::newRow("file") << "/etc/passwd"
+                          << "/etc/passwd is no serial line";
+    QTest::newRow("other device") << "/dev/null"
+                                  << "/dev/null is no serial line";
+    QTest::newRow("through a file") << "/etc/passwd/tty"
+                                    << "cannot be opened";
 }
 
 void tst_ModemLine::lineThatCannotBeOpened()
