@@ -69,7 +69,7 @@ void Service::hear(std::uint64_t attachment, CardChannel::News news)
         m_wake.notify_all();
         break;
     case CardChannel::News::Ended:
-        queueLocked([this, device] { giveUp(device); });
+        queueLocked([this, device] { closeGivenUp(device); });
         break;
     case CardChannel::News::Gone:
         queueLocked([this, device] { loseDevice(device, "the card is gone", MDSV_DEVICE_REMOVED); });
@@ -89,6 +89,23 @@ void Service::startCard(const DevicePtr &device)
     const auto listener = [this, attachment = device->attachment](CardChannel::News news) { hear(attachment, news); };
     callOutside("the card channel", [&] { device->channel->setListener(listener); });
     restartCard(device);
+}
+
+/// What the user has been asked needs no answer any more, unless it is another one by now.
+void Service::closeGivenUp(const DevicePtr &device)
+{
+    if (!isCurrent(device))
+        return;
+    bool isGivenUp = false;
+    callOutside("the card channel", [&] { isGivenUp = device->channel->isGivenUp(); });
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_state.device != device || !m_state.open || !isGivenUp)
+            return;
+        takeOpenLocked();
+    }
+    note("the card does not wait for the answer any more");
+    endSession(device);
 }
 
 /// A card has come to a channel that has waited for one.

@@ -188,8 +188,8 @@ bool ModemChannel::status(const cat::Bytes &, Lock *, cat::Bytes *answer)
     return true;
 }
 
-/// Tells the modem what this terminal can do, as far as the modem lets itself be told; it starts the card with that. One
-/// that does not hands over what it hands over.
+/// Tells the modem what this terminal can do, as far as the modem lets itself be told; it starts the card with that.
+/// One that does not hands over what it hands over.
 bool ModemChannel::terminalProfile(const cat::Bytes &profile, Lock *lock, cat::Bytes *answer)
 {
     cat::Bytes ours = profile;
@@ -283,7 +283,8 @@ AtAnswer ModemChannel::askCard(const std::string &command, const cat::Bytes &dat
     AtAnswer said = ask(m_isQuoted.value_or(false) ? quoted : plain, prefix, m_times.card, lock);
     if (said.kind == AtAnswer::Kind::Done && !m_isQuoted)
         m_isQuoted = false;
-    if (said.kind != AtAnswer::Kind::Refused || m_isQuoted || said.error == simBusy || m_session.isWaiting() || m_isOver)
+    if (said.kind != AtAnswer::Kind::Refused || m_isQuoted || said.error == simBusy || m_session.isWaiting() ||
+        m_isOver)
         return said;
     said = ask(quoted, prefix, m_times.card, lock);
     if (said.kind == AtAnswer::Kind::Done)
@@ -294,9 +295,8 @@ AtAnswer ModemChannel::askCard(const std::string &command, const cat::Bytes &dat
 /// Waits for the card's next command or its end. False: neither has come; a command that comes later is news.
 bool ModemChannel::awaitNext(milliseconds limit, Lock *lock)
 {
-    return m_changed.wait_for(*lock, limit, [this] {
-        return m_session.isWaiting() || m_isOver || !m_isUp || m_pipe.isStopped();
-    });
+    return m_changed.wait_for(*lock, limit,
+                              [this] { return m_session.isWaiting() || m_isOver || !m_isUp || m_pipe.isStopped(); });
 }
 
 // ---------------------------------------------------------------------------------------------------------------------

@@ -110,13 +110,13 @@ private:
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     // Under the mutex.
-    bool m_isWanted = false;    ///< reset() waits for a modem
-    bool m_isConnected = false; ///< the modem answers
-    bool m_isUp = false;        ///< and reset() has said so
-    bool m_isMissed = false;    ///< the service has been told that there is none
-    bool m_isTalking = false;   ///< transmit() is under way, and says by itself what is new
-    bool m_isOver = false;      ///< +CUSATEND has come since the last answer
-    bool m_tellsEnd = false;    ///< this modem has said +CUSATEND
+    bool m_isWanted = false;        ///< reset() waits for a modem
+    bool m_isConnected = false;     ///< the modem answers
+    bool m_isUp = false;            ///< and reset() has said so
+    bool m_isMissed = false;        ///< the service has been told that there is none
+    bool m_isTalking = false;       ///< transmit() is under way, and says by itself what is new
+    bool m_isOver = false;          ///< +CUSATEND has come since the last answer
+    bool m_tellsEnd = false;        ///< this modem has said +CUSATEND
     std::optional<bool> m_isQuoted; ///< how this modem wants its strings
     std::string m_error;            ///< why there is none
     Request *m_request = nullptr;

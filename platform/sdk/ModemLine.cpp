@@ -51,8 +51,9 @@ int timeUntil(ModemLine::Clock::time_point limit)
 
 bool isPort(const std::string &text)
 {
-    const bool isNumber = !text.empty() && text.size() <= 5 &&
-                          std::all_of(text.begin(), text.end(), [](char digit) { return digit >= '0' && digit <= '9'; });
+    const bool isNumber = !text.empty() && text.size() <= 5 && std::all_of(text.begin(), text.end(), [](char digit) {
+        return digit >= '0' && digit <= '9';
+    });
     return isNumber && std::stoi(text) >= 1 && std::stoi(text) <= highestPort;
 }
 
@@ -104,6 +105,18 @@ std::string whyNot(const std::string &path, int code)
     default:
         return path + " cannot be opened: " + reason(code);
     }
+}
+
+/// Who calls a port of this machine again and again gets it for an own end one day, and is connected with itself.
+bool isOwnEcho(int descriptor)
+{
+    sockaddr_storage own{};
+    sockaddr_storage other{};
+    socklen_t ownSize = sizeof own;
+    socklen_t otherSize = sizeof other;
+    return ::getsockname(descriptor, reinterpret_cast<sockaddr *>(&own), &ownSize) == 0 &&
+           ::getpeername(descriptor, reinterpret_cast<sockaddr *>(&other), &otherSize) == 0 && ownSize == otherSize &&
+           std::memcmp(&own, &other, ownSize) == 0;
 }
 
 struct AddressList {
@@ -280,7 +293,8 @@ bool ModemLine::open(const ModemAddress &address, Clock::time_point limit, std::
 
 bool ModemLine::openSerial(const std::string &path, std::string *error)
 {
-    struct stat status{};
+    struct stat status {
+    };
     if (::stat(path.c_str(), &status) == 0 && !S_ISCHR(status.st_mode)) {
         put(error, path + " is no serial line");
         return false;
@@ -331,9 +345,12 @@ bool ModemLine::connectTo(const ModemAddress &address, Clock::time_point limit, 
         const int isOn = 1;
         ::setsockopt(m_descriptor, IPPROTO_TCP, TCP_NODELAY, &isOn, sizeof isOn);
         std::string why;
-        if (::connect(m_descriptor, one->ai_addr, one->ai_addrlen) == 0 ||
-            (errno == EINPROGRESS ? finishConnect(limit, &why) : (why = reason(errno), false)))
-            return true;
+        if (::connect(m_descriptor, one->ai_addr, one->ai_addrlen) == 0 || errno == EINPROGRESS) {
+            if (finishConnect(limit, &why))
+                return true;
+        } else {
+            why = reason(errno);
+        }
         put(error, why.empty() ? why
                                : "nobody answers at " + address.host + " port " + address.port + " (" + why +
                                      "): start the simulator, or look at the address");
@@ -350,6 +367,8 @@ bool ModemLine::finishConnect(Clock::time_point limit, std::string *error)
     socklen_t size = sizeof code;
     if (event == Event::Data)
         ::getsockopt(m_descriptor, SOL_SOCKET, SO_ERROR, &code, &size);
+    if (code == 0 && event == Event::Data && isOwnEcho(m_descriptor))
+        code = ECONNREFUSED;
     if (code != 0)
         put(error, reason(code));
     return event == Event::Data && code == 0;

@@ -42,8 +42,8 @@ public:
     /// FETCH: the command that waits and 9000, 6Cxx for a wrong length, 6985 when none waits.
     cat::Bytes fetch(std::uint8_t length);
 
-    /// TERMINAL RESPONSE with this data. True: it is the answer to what is open, and goes to the modem; finish() follows
-    /// then. False: what it answers has been given up, or was never asked.
+    /// TERMINAL RESPONSE with this data. True: it is the answer to what is open, and goes to the modem; finish()
+    /// follows then. False: what it answers has been given up, or was never asked.
     bool respond(const cat::Bytes &data);
 
     /// The modem has taken or refused the answer; or nothing that was open matters any more.

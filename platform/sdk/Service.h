@@ -202,6 +202,7 @@ private:
     void finishDetach(const DevicePtr &device);
     void hear(std::uint64_t attachment, CardChannel::News news);
     void startCard(const DevicePtr &device);
+    void closeGivenUp(const DevicePtr &device);
     void welcomeCard(std::uint64_t attachment);
     void restartCard(const DevicePtr &device);
     void readCard(const DevicePtr &device);
@@ -232,7 +233,6 @@ private:
     void pause(const DevicePtr &device, std::chrono::milliseconds time);
     void expire(const DevicePtr &device, const OpenCommand &closed);
     void endSession(const DevicePtr &device);
-    void giveUp(const DevicePtr &device);
 
     // What needs no user, on the service's thread.
     struct UpkeepRow;

@@ -317,23 +317,4 @@ void Service::endSession(const DevicePtr &device)
         raiseStk(MDSV_STKTYPE_END_SESSION, nextId());
 }
 
-/// The card does not wait for the open command's answer any more: its window goes, and nothing is sent. The news may be
-/// older than the answer, or of a command before this one.
-void Service::giveUp(const DevicePtr &device)
-{
-    if (!isCurrent(device))
-        return;
-    bool isGivenUp = false;
-    callOutside("the card channel", [&] { isGivenUp = device->channel->isGivenUp(); });
-    std::string what;
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        if (!isGivenUp || m_state.device != device || !m_state.open)
-            return;
-        what = cat::commandName(takeOpenLocked().command.details.type);
-    }
-    note("the card has given up its " + what);
-    endSession(device);
-}
-
 } // namespace sdk

@@ -212,8 +212,7 @@ ModemDouble::Sayings ModemDouble::envelope(const std::string &text)
 bool ModemDouble::readString(const std::string &text, cat::Bytes *bytes) const
 {
     const bool isQuoted = text.size() >= 2 && text.front() == '"' && text.back() == '"';
-    return isQuoted == m_habits.wantsQuotes &&
-           cat::fromHex(isQuoted ? text.substr(1, text.size() - 2) : text, bytes);
+    return isQuoted == m_habits.wantsQuotes && cat::fromHex(isQuoted ? text.substr(1, text.size() - 2) : text, bytes);
 }
 
 cat::Bytes ModemDouble::sendToCard(std::uint8_t instruction, const cat::Bytes &data, milliseconds *time)
@@ -244,7 +243,8 @@ std::string ModemDouble::handOver(const cat::Bytes &command)
     m_isOpen = true;
     std::string hex = cat::toHex(command);
     if (m_habits.chats && chance(3))
-        std::transform(hex.begin(), hex.end(), hex.begin(), [](unsigned char digit) { return char(std::tolower(digit)); });
+        std::transform(hex.begin(), hex.end(), hex.begin(),
+                       [](unsigned char digit) { return char(std::tolower(digit)); });
     for (std::size_t at = 2; m_habits.chats && chance(3) && at < hex.size(); at += 2 * (1 + any(40)) + 1)
         hex.insert(at, " ");
     return "+CUSATP:" + std::string(m_habits.chats ? any(3) : 1, ' ') +

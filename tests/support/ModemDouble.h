@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-/// A modem with a virtual card in it, that takes the commands of 3GPP TS 27.007 clause 12 and hands over everything that
-/// its card asks. Any thread.
+/// A modem with a virtual card in it, that takes the commands of 3GPP TS 27.007 clause 12 and hands over everything
+/// that its card asks. Any thread.
 class ModemDouble
 {
 public:

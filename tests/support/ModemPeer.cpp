@@ -125,6 +125,9 @@ void ModemPeer::closeAll()
     } else if (m_way == Way::Terminal) {
         ::unlink(address().c_str());
     }
+    // Closing alone takes until the thread looks up from it.
+    if (m_way == Way::Port && m_other >= 0)
+        ::shutdown(m_other, SHUT_RDWR);
     closeOne(&m_other);
     closeOne(&m_line);
     m_received.clear();
@@ -162,9 +165,8 @@ bool ModemPeer::waitFor(const std::string &start, int count) const
 {
     std::unique_lock<std::mutex> lock(m_mutex);
     return m_changed.wait_for(lock, LIMIT, [&] {
-        return std::count_if(m_commands.begin(), m_commands.end(), [&](const std::string &one) {
-                   return one.compare(0, start.size(), start) == 0;
-               }) >= count;
+        return std::count_if(m_commands.begin(), m_commands.end(),
+                             [&](const std::string &one) { return one.compare(0, start.size(), start) == 0; }) >= count;
     });
 }
 

@@ -24,8 +24,8 @@ public:
     };
     using Reply = std::function<std::vector<Saying>(const std::string &command)>;
 
-    /// `reply` says what comes of each line that is received, without its end; it runs on the peer's thread and must not
-    /// call the peer. The line is there at once, and its address stays while it is unplugged.
+    /// `reply` says what comes of each line that is received, without its end; it runs on the peer's thread and must
+    /// not call the peer. The line is there at once, and its address stays while it is unplugged.
     ModemPeer(Way way, Reply reply);
     ~ModemPeer();
     ModemPeer(const ModemPeer &) = delete;
@@ -67,8 +67,8 @@ private:
 
     mutable std::mutex m_mutex;
     mutable std::condition_variable m_changed;
-    int m_line = -1;   ///< of the terminal, the modem's end; or the connection
-    int m_other = -1;  ///< the terminal's other end, or the port
+    int m_line = -1;  ///< of the terminal, the modem's end; or the connection
+    int m_other = -1; ///< the terminal's other end, or the port
     bool m_isSilent = false;
     bool m_isEnding = false;
     std::string m_received;

@@ -157,6 +157,12 @@ void tst_AtClient::informationIsTheCommandsOwn()
     modem.client.add("+CUSATR: 0\r\nOK\r\n", START);
     QVERIFY(modem.client.take(START)->lines.empty());
     QCOMPARE(modem.unasked.last(), QString("+CUSATR: 0"));
+    // Nor has it what was said to one that was given up.
+    modem.client.begin("+CUSATR:");
+    modem.client.add("+CUSATR: 0\r\n", START);
+    modem.client.begin("+CUSATR:");
+    modem.client.add("OK\r\n", START);
+    QVERIFY(modem.client.take(START)->lines.empty());
 }
 
 void tst_AtClient::informationIsBounded()

@@ -3,6 +3,7 @@
 #include "platform/sdk/Vectors.h"
 #include "support/ModemPeer.h"
 
+#include "sdk/MDSVStk.h"
 #include "sdk/SdkControl.h"
 
 #include <QElapsedTimer>
@@ -84,6 +85,10 @@ private slots:
     void channelThatWasNeverUsed();
     void listenerIsTakenAway();
     void nothingIsLeftOpen();
+
+    void windowOfAGivenUpCommandIsClosed();
+    void windowOfAGivenUpCommandMakesRoom();
+    void menuIsBackWithTheModem();
 
 private:
     bool start(Way way = Way::Terminal);
@@ -170,6 +175,8 @@ void tst_ModemChannel::init()
 
 void tst_ModemChannel::cleanup()
 {
+    sdk::shutDown();
+    events::reset();
     m_channel.reset();
     m_peer.reset();
     sdk::setModemTimes(sdk::ModemTimes());
@@ -252,8 +259,10 @@ void tst_ModemChannel::isNamedAfterItsLine_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("name");
-    QTest::newRow("serial") << "/dev/ttyUSB2" << "modem on /dev/ttyUSB2";
-    QTest::newRow("port") << "localhost:2000" << "modem at localhost port 2000";
+    QTest::newRow("serial") << "/dev/ttyUSB2"
+                            << "modem on /dev/ttyUSB2";
+    QTest::newRow("port") << "localhost:2000"
+                          << "modem at localhost port 2000";
 }
 
 void tst_ModemChannel::isNamedAfterItsLine()
@@ -339,8 +348,7 @@ void tst_ModemChannel::offersTheProfile()
         replyTo(command.toStdString(), line("+CME ERROR: 4"));
     QVERIFY(start());
     QCOMPARE(send(PROFILE), QString("9000"));
-    QCOMPARE(commands(),
-             QStringList({"AT+CUSATR", "AT+CUSATW=0,\"FFFF7FE1\"", "AT+CUSATD=1", "AT+CUSATA=1"}));
+    QCOMPARE(commands(), QStringList({"AT+CUSATR", "AT+CUSATW=0,\"FFFF7FE1\"", "AT+CUSATD=1", "AT+CUSATA=1"}));
 }
 
 /// REFRESH, SEND SHORT MESSAGE, SEND SS, SEND USSD and SET UP CALL.
@@ -401,7 +409,9 @@ void tst_ModemChannel::hexOfAnyKind_data()
     QTest::newRow("blanks") << QByteArray("+CUSATP:  D0 02 81\tFF ");
     QTest::newRow("blanks in bytes") << QByteArray("+CUSATP: \"D 002 81F F\"");
     QTest::newRow("something behind") << QByteArray("+CUSATP: \"D00281FF\",1");
-    QTest::newRow("NUL") << QByteArray("+CUS\0ATP: D0\0" "0281FF", 20);
+    QTest::newRow("NUL") << QByteArray("+CUS\0ATP: D0\0"
+                                       "0281FF",
+                                       20);
 }
 
 void tst_ModemChannel::hexOfAnyKind()
@@ -435,11 +445,11 @@ void tst_ModemChannel::hexOfNoKind()
     QCOMPARE(send(STATUS), announced(TEXT));
 }
 
-#define OPEN_TEXT                                                                                                      \
-    QVERIFY(start());                                                                                                  \
-    m_peer->say(handing(TEXT));                                                                                        \
-    QVERIFY(waitForNews({"asks"}));                                                                                    \
-    QCOMPARE(fetched(TEXT), bare(TEXT).c_str() + QString("9000"));                                                     \
+#define OPEN_TEXT                                                  \
+    QVERIFY(start());                                              \
+    m_peer->say(handing(TEXT));                                    \
+    QVERIFY(waitForNews({"asks"}));                                \
+    QCOMPARE(fetched(TEXT), bare(TEXT).c_str() + QString("9000")); \
     m_peer->forget()
 
 void tst_ModemChannel::responseIsFollowedByTheNextCommand()
@@ -479,9 +489,11 @@ void tst_ModemChannel::responseIsFollowedByNothing()
         m_peer->say(line("+CUSATEND"));
     });
     clock.start();
-    QCOMPARE(send(TO_TEXT2), QString("9000"));
+    const QString answer = send(TO_TEXT2);
+    const qint64 time = clock.elapsed();
     later.join();
-    QVERIFY(clock.elapsed() >= 300);
+    QCOMPARE(answer, QString("9000"));
+    QVERIFY2(time >= 300, qPrintable(QString::number(time)));
 }
 
 void tst_ModemChannel::nextCommandMayComeBeforeTheResult()
@@ -500,7 +512,7 @@ void tst_ModemChannel::refusedResponse()
     replyTo("AT+CUSATT", line("+CME ERROR: 100"));
     OPEN_TEXT;
     QCOMPARE(send(TO_TEXT), QString("6F00"));
-    QCOMPARE(send(TO_TEXT), QString("9000")); // it is over, and not said again
+    QCOMPARE(send(TO_TEXT), QString("9000"));  // it is over, and not said again
     QCOMPARE(commands("AT+CUSATT").size(), 2); // in the other way
     // Unless the modem has something else to say.
     m_peer->say(handing(TEXT));
@@ -782,7 +794,8 @@ void tst_ModemChannel::modemThatGoesAtRest()
         m_peer->plugIn();
         QStringList news;
         for (int j = 0; j < i; ++j)
-            news << "gone" << "there";
+            news << "gone"
+                 << "there";
         QVERIFY(waitForNews(news));
         QVERIFY(m_channel->reset(nullptr));
     }
@@ -947,6 +960,64 @@ void tst_ModemChannel::nothingIsLeftOpen()
     }
     QCOMPARE(threads(), running);
     QCOMPARE(openFiles(), files);
+}
+
+// ---------------------------------------------------------------- through the library
+
+void tst_ModemChannel::windowOfAGivenUpCommandIsClosed()
+{
+    m_times.start = milliseconds(20);
+    events::reset();
+    QVERIFY(events::registerBoth());
+    QVERIFY(start());
+    sdk::attachDevice(std::move(m_channel));
+    QVERIFY(vectors::waitForEvent("DEVICE 6602"));
+    m_peer->say(handing(TEXT));
+    QVERIFY(vectors::waitForEvent("STK 1"));
+    const int id = events::lastId();
+    m_peer->say(line("+CUSATEND"));
+    QVERIFY(vectors::waitForEvent("STK 99"));
+    QCOMPARE(MDSV_STKSrv_SendNoDataResponse(int16_t(id), STK_UI_STKTYPE_DISPLAY_TEXT, 1),
+             static_cast<int>(sdk::Status::StaleCommand));
+    QCOMPARE(commands("AT+CUSATT"), QStringList());
+}
+
+void tst_ModemChannel::windowOfAGivenUpCommandMakesRoom()
+{
+    m_times.start = milliseconds(20);
+    replyTo("AT+CUSATT", line("OK") + line("+CUSATEND"));
+    events::reset();
+    QVERIFY(events::registerBoth());
+    QVERIFY(start());
+    sdk::attachDevice(std::move(m_channel));
+    QVERIFY(vectors::waitForEvent("DEVICE 6602"));
+    m_peer->say(handing(TEXT));
+    QVERIFY(vectors::waitForEvent("STK 1"));
+    events::forget();
+    m_peer->say(handing(TEXT2));
+    QTRY_COMPARE_WITH_TIMEOUT(events::texts(), QStringList({"STK 99", "STK 1"}), vectors::limit);
+    QCOMPARE(MDSV_STKSrv_SendNoDataResponse(int16_t(events::lastId()), STK_UI_STKTYPE_DISPLAY_TEXT, 1), 0);
+    QVERIFY(m_peer->waitFor("AT+CUSATT"));
+    QCOMPARE(commands("AT+CUSATT"), QStringList("AT+CUSATT=810302218082028281830100"));
+}
+
+void tst_ModemChannel::menuIsBackWithTheModem()
+{
+    replyTo("AT+CUSATA", line("OK") + handing(MENU));
+    replyTo("AT+CUSATT", line("OK") + line("+CUSATEND"));
+    events::reset();
+    QVERIFY(events::registerBoth());
+    QVERIFY(start());
+    sdk::attachDevice(std::move(m_channel));
+    QVERIFY(vectors::waitForEvent("DEVICE 6602"));
+    QVERIFY(sdk::menuTitle());
+    m_peer->unplug();
+    QVERIFY(vectors::waitForEvent("DEVICE 6601"));
+    QVERIFY(!sdk::menuTitle());
+    events::forget();
+    m_peer->plugIn();
+    QVERIFY(vectors::waitForEvent("DEVICE 6602"));
+    QVERIFY(sdk::menuTitle());
 }
 
 QTEST_GUILESS_MAIN(tst_ModemChannel)

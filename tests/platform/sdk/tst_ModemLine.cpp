@@ -49,6 +49,7 @@ private slots:
     void lineThatCannotBeOpened();
     void lineWithoutPermission();
     void nobodyAtThePort();
+    void nobodyIsCalledByItself();
     void unknownHost();
     void hostIsLookedUp();
     void silentHostTakesTheLimit();
@@ -120,11 +121,26 @@ void tst_ModemLine::address_data()
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("host");
     QTest::addColumn<QString>("port");
-    QTest::newRow("serial line") << "/dev/ttyUSB2" << "/dev/ttyUSB2" << "" << "";
-    QTest::newRow("with a colon") << "/dev/serial/by-path/a:1.0" << "/dev/serial/by-path/a:1.0" << "" << "";
-    QTest::newRow("host") << "localhost:2000" << "" << "localhost" << "2000";
-    QTest::newRow("number") << "127.0.0.1:1" << "" << "127.0.0.1" << "1";
-    QTest::newRow("IPv6") << "[::1]:65535" << "" << "::1" << "65535";
+    QTest::newRow("serial line") << "/dev/ttyUSB2"
+                                 << "/dev/ttyUSB2"
+                                 << ""
+                                 << "";
+    QTest::newRow("with a colon") << "/dev/serial/by-path/a:1.0"
+                                  << "/dev/serial/by-path/a:1.0"
+                                  << ""
+                                  << "";
+    QTest::newRow("host") << "localhost:2000"
+                          << ""
+                          << "localhost"
+                          << "2000";
+    QTest::newRow("number") << "127.0.0.1:1"
+                            << ""
+                            << "127.0.0.1"
+                            << "1";
+    QTest::newRow("IPv6") << "[::1]:65535"
+                          << ""
+                          << "::1"
+                          << "65535";
 }
 
 void tst_ModemLine::address()
@@ -162,7 +178,8 @@ void tst_ModemLine::linesOfAFolder()
 {
     QTemporaryDir folder;
     QVERIFY(QDir(folder.path()).mkpath("serial/by-id"));
-    for (const char *const name : {"ttyUSB10", "ttyUSB2", "ttyACM0", "ttyS0", "ttyUSB1", "serial/by-id/usb-Maker_Modem"})
+    for (const char *const name :
+         {"ttyUSB10", "ttyUSB2", "ttyACM0", "ttyS0", "ttyUSB1", "serial/by-id/usb-Maker_Modem"})
         QVERIFY(QFile(folder.filePath(name)).open(QIODevice::WriteOnly));
     QStringList found;
     for (const std::string &path : sdk::modemLinesBelow(folder.path().toStdString()))
@@ -181,9 +198,8 @@ void tst_ModemLine::bytesGoBothWays_data()
 void tst_ModemLine::bytesGoBothWays()
 {
     QFETCH(Way, way);
-    ModemPeer peer(way, [](const std::string &command) {
-        return std::vector<ModemPeer::Saying>{{"<" + command + ">"}};
-    });
+    ModemPeer peer(way,
+                   [](const std::string &command) { return std::vector<ModemPeer::Saying>{{"<" + command + ">"}}; });
     sdk::WakePipe pipe;
     ModemLine line(&pipe);
     std::string error;
@@ -290,7 +306,8 @@ void tst_ModemLine::lineIsFreeAfterwards()
     for (int i = 0; i < 3; ++i)
         QCOMPARE(errorOf(peer.address()), QString("is open"));
     int number = 1;
-    QCOMPARE(::ioctl(descriptorOf(QFile::symLinkTarget(QString::fromStdString(peer.address()))), TIOCGEXCL, &number), 0);
+    QCOMPARE(::ioctl(descriptorOf(QFile::symLinkTarget(QString::fromStdString(peer.address()))), TIOCGEXCL, &number),
+             0);
     QCOMPARE(number, 0);
 }
 
@@ -313,11 +330,16 @@ void tst_ModemLine::lineThatCannotBeOpened_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("words");
-    QTest::newRow("not there") << "/dev/ttyNOWHERE9" << "there is no serial line /dev/ttyNOWHERE9: plug the modem in";
-    QTest::newRow("folder") << "/tmp" << "/tmp is no serial line";
-    QTest::newRow("file") << "/etc/passwd" << "/etc/passwd is no serial line";
-    QTest::newRow("other device") << "/dev/null" << "/dev/null is no serial line";
-    QTest::newRow("through a file") << "/etc/passwd/tty" << "cannot be opened";
+    QTest::newRow("not there") << "/dev/ttyNOWHERE9"
+                               << "there is no serial line /dev/ttyNOWHERE9: plug the modem in";
+    QTest::newRow("folder") << "/tmp"
+                            << "/tmp is no serial line";
+    QTest::newRow("file") << "/etc/passwd"
+                          << "/etc/passwd is no serial line";
+    QTest::newRow("other device") << "/dev/null"
+                                  << "/dev/null is no serial line";
+    QTest::newRow("through a file") << "/etc/passwd/tty"
+                                    << "cannot be opened";
 }
 
 void tst_ModemLine::lineThatCannotBeOpened()
@@ -361,6 +383,24 @@ void tst_ModemLine::nobodyAtThePort()
     peer.unplug();
     const QString error = errorOf(address);
     QVERIFY2(error.contains("nobody answers at 127.0.0.1 port") && error.contains("refused"), qPrintable(error));
+}
+
+/// A port that the system gives to the caller itself: the call would be answered, by the caller.
+void tst_ModemLine::nobodyIsCalledByItself()
+{
+    QFile range("/proc/sys/net/ipv4/ip_local_port_range");
+    QVERIFY(range.open(QIODevice::ReadOnly));
+    const QStringList ends = QString::fromLatin1(range.readAll()).split(QRegularExpression("\\s+"));
+    const int count = ends.value(1).toInt() - ends.value(0).toInt();
+    QVERIFY(count > 0);
+    // So many calls that one of them would have been; every one is refused.
+    const std::string address = "127.0.0.1:" + std::to_string(ends.value(0).toInt() + count / 2);
+    if (errorOf(address) == "is open")
+        QSKIP("somebody listens there");
+    sdk::WakePipe pipe;
+    ModemLine line(&pipe);
+    for (int i = 0; i < 2 * count; ++i)
+        QVERIFY(!line.open(addressOf(address), in(LIMIT_MS), nullptr));
 }
 
 void tst_ModemLine::unknownHost()
