@@ -47,8 +47,8 @@ QString tst_LegibleWindows::cutOffIn(const QWidget &window, int least)
 
 void tst_LegibleWindows::initTestCase()
 {
-    m_options.profileFile = m_folder.filePath("card.yaml");
-    QFile file(m_options.profileFile);
+    m_options.card = m_folder.filePath("card.yaml");
+    QFile file(m_options.card);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("name: Test\noperator: Aurora Mobile\nmenu:\n  title: Services of my card\n  items:\n    - text: One\n");
 }

@@ -120,6 +120,8 @@ QString textOf(News news)
     switch (news) {
     case News::Asks:
         return "asks";
+    case News::Ended:
+        return "ended";
     case News::Gone:
         return "gone";
     case News::There:
