@@ -36,8 +36,8 @@ public:
     /// False: the card is gone, or interrupt() was called.
     virtual bool transmit(const cat::Bytes &apdu, cat::Bytes *answer) = 0;
 
-    /// Class byte of the toolkit's commands for this card: 80, or A0 for a SIM of before the UICC (3GPP TS 51.011 clause
-    /// 9.2). Good after reset().
+    /// Class byte of the toolkit's commands for this card: 80, or A0 for a SIM of before the UICC (3GPP TS 51.011
+    /// clause 9.2). Good after reset().
     virtual std::uint8_t toolkitClass() const { return 0x80; }
 
     /// Calls `listener` for every piece of news from now on, on any thread, and never from within a function of this

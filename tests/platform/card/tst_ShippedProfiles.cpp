@@ -100,7 +100,7 @@ private:
         const QByteArray bytes = m_terminal.bytes();
         const cat::DecodedCommand decoded = cat::decodeCommand(bytesOf(bytes));
         const CommandType type = decoded.command.details.type;
-        if (decoded.result != Result::Performed)
+        if (decoded.result != Result::Performed && type != CommandType::OpenChannel)
             m_problem = bytes + ": " + QString::fromStdString(decoded.reason);
         if (bytes.size() > 2 * 256)
             m_problem = bytes + " does not fit into FETCH";

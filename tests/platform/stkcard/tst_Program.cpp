@@ -282,7 +282,7 @@ void tst_Program::uselessStepIsTold_data()
     QTest::newRow("empty list") << "[]"
                                 << "argument:1:1: a list of at least one step expected";
     QTest::newRow("two documents") << "tone: 1\n---\ntone: 2"
-                                   << "argument:3:1: a second document begins here";
+                                   << "argument:2:1: a second document begins here";
     QTest::newRow("too long") << "display: {coding: ucs2, text: " + QString(200, 'x') + "}"
                               << "FETCH brings at most 256";
     QTest::newRow("answer of nobody") << "display: \"{amount}\""
