@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bitset>
 #include <iterator>
+#include <utility>
 
 namespace cat
 {
@@ -487,7 +488,7 @@ DecodedCommand decodeCommand(ByteView pdu)
 Bytes encodeCommand(const Command &command)
 {
     Bytes value;
-    value.reserve(usualCommandSize);
+    value.reserve(usualCommandSize + berHeadSize);
     if (const CommandRow *row = commandRow(command.details.type)) {
         for (const ObjectUse &use : *row) {
             if (use.object->write)
@@ -498,7 +499,7 @@ Bytes encodeCommand(const Command &command)
         writeDetails(command.details, &value);
         writeDevices(command.source, command.destination, &value);
     }
-    return berObject(BerTag::ProactiveCommand, value);
+    return berObject(BerTag::ProactiveCommand, std::move(value));
 }
 
 } // namespace cat

@@ -79,8 +79,11 @@ bool parseText(ByteView value, Parsing *parsing)
 template <std::optional<Text> Command::*field>
 void writeText(const Command &command, const ObjectHead &head, Bytes *out)
 {
-    if (const std::optional<Text> &text = command.*field)
-        appendObject(out, head.tag, head.comprehension, text->value.empty() ? Bytes() : textValue(*text));
+    const std::optional<Text> &text = command.*field;
+    if (text && text->value.empty())
+        appendObject(out, head.tag, head.comprehension, ByteView());
+    else if (text)
+        appendText(out, head, *text);
 }
 
 template <std::optional<std::u16string> Command::*field>
@@ -242,7 +245,7 @@ bool parseUssd(ByteView value, Parsing *parsing)
 void writeUssd(const Command &command, const ObjectHead &head, Bytes *out)
 {
     if (command.ussd)
-        appendObject(out, head.tag, head.comprehension, ussdValue(*command.ussd));
+        appendUssd(out, head, *command.ussd);
 }
 
 // Timers and language.
@@ -294,11 +297,8 @@ bool parseItem(ByteView value, Parsing *parsing)
 
 void writeItems(const Command &command, const ObjectHead &head, Bytes *out)
 {
-    for (const Item &item : command.items) {
-        Bytes value = encodeAlpha(item.text);
-        value.insert(value.begin(), item.id);
-        appendObject(out, head.tag, head.comprehension, value);
-    }
+    for (const Item &item : command.items)
+        appendObject(out, head.tag, head.comprehension, item.id, encodeAlpha(item.text));
     // One item without content takes the menu away (ETSI TS 102 223 clause 6.6.7).
     if (command.items.empty() && command.details.type == CommandType::SetUpMenu)
         appendObject(out, head.tag, head.comprehension, ByteView());

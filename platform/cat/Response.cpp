@@ -2,6 +2,8 @@
 
 #include "cat/Values.h"
 
+#include <utility>
+
 namespace cat
 {
 
@@ -31,12 +33,15 @@ bool isYesNo(const CommandDetails &details)
 /// Yes and no are the bytes 01 and 00 in the 8-bit coding, which are no characters (clause 6.4.2).
 constexpr char16_t yes = 0x01;
 
-Bytes answerValue(const Response &response)
+void appendAnswer(const Response &response, Bytes *out)
 {
     const Text &text = *response.text;
-    if (isYesNo(response.details) && text.value.size() == 1 && text.value[0] <= yes)
-        return {static_cast<std::uint8_t>(TextCoding::Gsm8Bit), static_cast<std::uint8_t>(text.value[0])};
-    return textValue(text);
+    if (isYesNo(response.details) && text.value.size() == 1 && text.value[0] <= yes) {
+        const auto answer = static_cast<std::uint8_t>(text.value[0]);
+        appendObject(out, Tag::TextString, true, static_cast<std::uint8_t>(TextCoding::Gsm8Bit), ByteView(&answer, 1));
+    } else {
+        appendText(out, {Tag::TextString, true}, text);
+    }
 }
 
 /// False when there is a text string and it is malformed.
@@ -131,7 +136,7 @@ Bytes encodeResponse(const Response &response)
     if (response.duration)
         writeDuration(*response.duration, {Tag::Duration, true}, &out);
     if (response.text && carriesText(response.result))
-        appendObject(&out, Tag::TextString, true, answerValue(response));
+        appendAnswer(response, &out);
     if (response.itemId && carriesItem(response.result))
         appendObject(&out, Tag::ItemIdentifier, true, ByteView(&*response.itemId, 1));
     writeLocalInformation(response, &out);
@@ -160,7 +165,7 @@ Bytes encodeMenuSelection(const MenuSelection &selection)
     appendObject(&value, Tag::ItemIdentifier, true, ByteView(&selection.itemId, 1));
     if (selection.helpRequested)
         appendObject(&value, Tag::HelpRequest, false, ByteView());
-    return berObject(BerTag::MenuSelection, value);
+    return berObject(BerTag::MenuSelection, std::move(value));
 }
 
 std::optional<MenuSelection> decodeMenuSelection(ByteView data)
@@ -178,7 +183,7 @@ Bytes encodeTimerExpiration(const TimerExpiration &expiration)
     writeDevices(Device::Terminal, Device::Uicc, &value);
     appendObject(&value, Tag::TimerIdentifier, true, ByteView(&expiration.timerId, 1));
     appendObject(&value, Tag::TimerValue, true, timerValueOf(expiration.value));
-    return berObject(BerTag::TimerExpiration, value);
+    return berObject(BerTag::TimerExpiration, std::move(value));
 }
 
 std::optional<TimerExpiration> decodeTimerExpiration(ByteView data)

@@ -53,30 +53,27 @@ char16_t extensionCharacter(std::uint8_t septet)
     return defaultCharacter(septet);
 }
 
-constexpr std::uint8_t searchSeptet(char16_t character)
-{
-    for (std::uint8_t septet = 0; septet < 128; ++septet) {
-        // The escape's place in the table holds a space only for show.
-        if (defaultAlphabet[septet] == character && septet != escape)
-            return septet;
-    }
-    return noSeptet;
-}
+/// The highest character of the alphabet is U+03A9.
+using Septets = std::array<std::uint8_t, 0x03AA>;
 
-constexpr std::array<std::uint8_t, 256> makeLatinSeptets()
+constexpr Septets makeSeptets()
 {
-    std::array<std::uint8_t, 256> septets{};
-    for (char16_t character = 0; character < septets.size(); ++character)
-        septets[character] = searchSeptet(character);
+    Septets septets{};
+    for (std::uint8_t &septet : septets)
+        septet = noSeptet;
+    for (std::uint8_t septet = 0; septet < 128; ++septet) {
+        if (septet != escape) // its place in the alphabet holds a space only for show
+            septets[defaultAlphabet[septet]] = septet;
+    }
     return septets;
 }
 
-/// The septets of Latin 1, which is what most texts are made of.
-constexpr std::array<std::uint8_t, 256> latinSeptets = makeLatinSeptets();
+/// By character.
+constexpr Septets defaultSeptets = makeSeptets();
 
 std::optional<std::uint8_t> defaultSeptet(char16_t character)
 {
-    const std::uint8_t septet = character < latinSeptets.size() ? latinSeptets[character] : searchSeptet(character);
+    const std::uint8_t septet = character < defaultSeptets.size() ? defaultSeptets[character] : noSeptet;
     return septet == noSeptet ? std::nullopt : std::optional<std::uint8_t>(septet);
 }
 

@@ -1,6 +1,7 @@
 #include "cat/Tlv.h"
 
 #include <algorithm>
+#include <array>
 
 namespace cat
 {
@@ -10,7 +11,6 @@ namespace
 
 constexpr std::uint8_t comprehensionFlag = 0x80;
 constexpr std::uint8_t longTagMark = 0x7F;
-constexpr std::size_t mostLengthBytes = 4;
 
 ByteView behind(ByteView bytes, std::size_t count)
 {
@@ -47,6 +47,13 @@ bool takeTag(ByteView *bytes, TlvObject *object)
     object->comprehension = (first & comprehensionFlag) != 0;
     *bytes = behind(*bytes, size);
     return true;
+}
+
+void appendHead(Bytes *out, Tag tag, bool comprehension, std::size_t length)
+{
+    const auto number = static_cast<std::uint8_t>(tag);
+    out->push_back(comprehension ? number | comprehensionFlag : number);
+    appendLength(out, length);
 }
 
 } // namespace
@@ -96,20 +103,29 @@ void appendLength(Bytes *out, std::size_t length)
 
 void appendObject(Bytes *out, Tag tag, bool comprehension, ByteView value)
 {
-    const auto number = static_cast<std::uint8_t>(tag);
-    out->push_back(comprehension ? number | comprehensionFlag : number);
-    appendLength(out, value.size);
+    appendHead(out, tag, comprehension, value.size);
     out->insert(out->end(), value.begin(), value.end());
 }
 
-Bytes berObject(BerTag tag, ByteView value)
+void appendObject(Bytes *out, Tag tag, bool comprehension, std::uint8_t first, ByteView rest)
 {
-    Bytes out;
-    out.reserve(1 + mostLengthBytes + value.size);
-    out.push_back(static_cast<std::uint8_t>(tag));
-    appendLength(&out, value.size);
-    out.insert(out.end(), value.begin(), value.end());
-    return out;
+    appendHead(out, tag, comprehension, 1 + rest.size);
+    out->push_back(first);
+    out->insert(out->end(), rest.begin(), rest.end());
+}
+
+Bytes berObject(BerTag tag, Bytes value)
+{
+    // The length goes in front, and is known only now.
+    const std::size_t size = value.size();
+    value.push_back(static_cast<std::uint8_t>(tag));
+    appendLength(&value, size);
+    std::array<std::uint8_t, berHeadSize> head{};
+    const std::size_t headSize = value.size() - size;
+    std::copy(value.end() - static_cast<std::ptrdiff_t>(headSize), value.end(), head.begin());
+    std::copy_backward(value.begin(), value.begin() + static_cast<std::ptrdiff_t>(size), value.end());
+    std::copy_n(head.begin(), headSize, value.begin());
+    return value;
 }
 
 } // namespace cat

@@ -102,8 +102,12 @@ void appendLength(Bytes *out, std::size_t length);
 /// Appends a COMPREHENSION-TLV object with a tag of one byte.
 void appendObject(Bytes *out, Tag tag, bool comprehension, ByteView value);
 
-/// A BER-TLV object with `value` in it.
-Bytes berObject(BerTag tag, ByteView value);
+/// The same with a value that is `first` and `rest` behind it.
+void appendObject(Bytes *out, Tag tag, bool comprehension, std::uint8_t first, ByteView rest);
+
+/// A BER-TLV object with `value` in it. It takes no new memory when `value` has room for berHeadSize bytes more.
+Bytes berObject(BerTag tag, Bytes value);
+constexpr std::size_t berHeadSize = 5;
 
 } // namespace cat
 

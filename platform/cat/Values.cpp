@@ -235,11 +235,10 @@ std::optional<Text> parseTextValue(ByteView value)
     return value.empty() ? Text() : decodeText(value, smsCoding(value[0]));
 }
 
-Bytes textValue(const Text &text)
+void appendText(Bytes *out, const ObjectHead &head, const Text &text)
 {
-    Encoded encoded = encodeText(text);
-    encoded.octets.insert(encoded.octets.begin(), static_cast<std::uint8_t>(encoded.coding));
-    return std::move(encoded.octets);
+    const Encoded encoded = encodeText(text);
+    appendObject(out, head.tag, head.comprehension, static_cast<std::uint8_t>(encoded.coding), encoded.octets);
 }
 
 std::optional<Text> parseUssdValue(ByteView value)
@@ -247,15 +246,14 @@ std::optional<Text> parseUssdValue(ByteView value)
     return value.empty() ? std::nullopt : decodeText(value, broadcastCoding(value[0]));
 }
 
-Bytes ussdValue(const Text &text)
+void appendUssd(Bytes *out, const ObjectHead &head, const Text &text)
 {
-    Encoded encoded = encodeText(text);
+    const Encoded encoded = encodeText(text);
     // Packed text goes without a message class; the others take the general group, without compression and class.
     const std::uint8_t scheme = encoded.coding == TextCoding::Gsm7Packed ? 0xF0
                                 : encoded.coding == TextCoding::Gsm8Bit  ? 0x44
                                                                          : 0x48;
-    encoded.octets.insert(encoded.octets.begin(), scheme);
-    return std::move(encoded.octets);
+    appendObject(out, head.tag, head.comprehension, scheme, encoded.octets);
 }
 
 std::optional<std::uint8_t> parseTimerId(ByteView value)

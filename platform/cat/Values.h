@@ -33,11 +33,11 @@ void appendBcd(const std::string &digits, Bytes *out);
 /// Text string (clause 8.15). No bytes at all are a text without characters, in 8 bits.
 std::optional<Text> parseTextValue(ByteView value);
 /// With the coding in front, also where there are no characters.
-Bytes textValue(const Text &text);
+void appendText(Bytes *out, const ObjectHead &head, const Text &text);
 
 /// USSD string (clause 8.17).
 std::optional<Text> parseUssdValue(ByteView value);
-Bytes ussdValue(const Text &text);
+void appendUssd(Bytes *out, const ObjectHead &head, const Text &text);
 
 // Timers, time and language (clauses 8.37 to 8.39 and 8.45). What is outside of its range is cut to it when written.
 std::optional<std::uint8_t> parseTimerId(ByteView value);
