@@ -120,7 +120,8 @@ struct VirtualCard::Session {
         bool fixedParameters; ///< P1 and P2 are 00
         CardAnswer (Session::*run)(const Body &body);
     };
-    static const Instruction instructions[];
+    /// Null: the card does not know it in this class.
+    static const Instruction *instruction(std::uint8_t code, std::uint8_t commandClass);
 
     explicit Session(Profile cardProfile) : profile(std::move(cardProfile)) {}
 
@@ -147,15 +148,22 @@ struct VirtualCard::Session {
     cat::Bytes waiting;            ///< what waits for GET RESPONSE, which must be the next command
 };
 
-const VirtualCard::Session::Instruction VirtualCard::Session::instructions[] = {
-    {0x10, classToolkit, true, false, false, true, &Session::terminalProfile},
-    {0x12, classToolkit, false, true, true, true, &Session::fetch},
-    {0x14, classToolkit, true, false, false, true, &Session::terminalResponse},
-    {0xC2, classToolkit, true, true, false, true, &Session::envelope},
-    {0xF2, classToolkit, false, true, false, false, &Session::status},
-    {0xA4, classFiles, true, true, false, false, &Session::select},
-    {0xC0, classFiles, false, true, true, true, &Session::getResponse},
-};
+const VirtualCard::Session::Instruction *VirtualCard::Session::instruction(std::uint8_t code, std::uint8_t commandClass)
+{
+    static constexpr Instruction instructions[] = {
+        {0x10, classToolkit, true, false, false, true, &Session::terminalProfile},
+        {0x12, classToolkit, false, true, true, true, &Session::fetch},
+        {0x14, classToolkit, true, false, false, true, &Session::terminalResponse},
+        {0xC2, classToolkit, true, true, false, true, &Session::envelope},
+        {0xF2, classToolkit, false, true, false, false, &Session::status},
+        {0xA4, classFiles, true, true, false, false, &Session::select},
+        {0xC0, classFiles, false, true, true, true, &Session::getResponse},
+    };
+    const auto row = std::find_if(std::begin(instructions), std::end(instructions), [&](const Instruction &candidate) {
+        return candidate.code == code && (commandClass == candidate.usualClass || commandClass == classGsm);
+    });
+    return row == std::end(instructions) ? nullptr : row;
+}
 
 void VirtualCard::Session::reset()
 {
@@ -172,11 +180,8 @@ CardAnswer VirtualCard::Session::transmit(cat::ByteView apdu)
         return answer(WrongLength);
     if (apdu[0] != classToolkit && apdu[0] != classFiles && apdu[0] != classGsm)
         return answer(UnknownClass);
-    const auto row =
-        std::find_if(std::begin(instructions), std::end(instructions), [&apdu](const Instruction &candidate) {
-            return candidate.code == apdu[1] && (apdu[0] == candidate.usualClass || apdu[0] == classGsm);
-        });
-    if (row == std::end(instructions))
+    const Instruction *const row = instruction(apdu[1], apdu[0]);
+    if (!row)
         return answer(UnknownInstruction);
     if (row->fixedParameters && (apdu[2] != 0 || apdu[3] != 0))
         return answer(WrongParameters);
