@@ -188,7 +188,7 @@ void tst_InspectorBeside::inspectorIsUsableBesideEveryWindow()
     QVERIFY2(!m_output.contains(line), "what was typed in the inspector went to the card");
 
     xdotool({"windowactivate", "--sync", window});
-    QVERIFY(QTest::qWaitFor([&window] { return activeWindow() == window; }, 20000));
+    QVERIFY(QTest::qWaitFor([&window] { return xdotool({"getwindowfocus", "-f"}) == window; }, 20000));
     if (step.isEmpty())
         chooseItem(window);
     else
