@@ -394,13 +394,14 @@ void tst_ModemLine::nobodyIsCalledByItself()
     const int count = ends.value(1).toInt() - ends.value(0).toInt();
     QVERIFY(count > 0);
     // So many calls that one of them would have been; every one is refused.
-    const std::string address = "127.0.0.1:" + std::to_string(ends.value(0).toInt() + count / 2);
-    if (errorOf(address) == "is open")
-        QSKIP("somebody listens there");
+    int port = ends.value(0).toInt() + count / 2;
+    const auto address = [&port] { return "127.0.0.1:" + std::to_string(port); };
+    while (errorOf(address()) == "is open") // somebody listens there
+        ++port;
     sdk::WakePipe pipe;
     ModemLine line(&pipe);
     for (int i = 0; i < 2 * count; ++i)
-        QVERIFY(!line.open(addressOf(address), in(LIMIT_MS), nullptr));
+        QVERIFY(!line.open(addressOf(address()), in(LIMIT_MS), nullptr));
 }
 
 void tst_ModemLine::unknownHost()
