@@ -198,7 +198,7 @@ int ModemPeer::timeToNext() const
     if (m_due.empty())
         return -1;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(m_due.front().time - Clock::now()).count();
-    return static_cast<int>(std::max<long>(left, 0));
+    return static_cast<int>(std::max<long long>(left, 0));
 }
 
 void ModemPeer::receive()
