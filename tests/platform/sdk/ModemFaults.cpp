@@ -41,6 +41,7 @@ constexpr milliseconds limit{60000};
 std::atomic<int> openType{MDSV_STKTYPE_END_SESSION};
 std::atomic<int> openId{0};
 std::atomic<bool> isAvailable{false};
+std::atomic<bool> isAtRest{false};
 std::atomic<int> timesGone{0};
 
 int onCommand(int, void *data)
@@ -156,13 +157,13 @@ bool chooses(World *world)
     });
 }
 
-/// A choice, and everything that comes of it is answered.
+/// A choice, and everything that comes of it is answered. The choice itself may still be on its way to the card when
+/// nothing is open yet.
 bool comesToRest(World *world)
 {
     return chooses(world) && waitUntil([world] {
                answer();
-               const ModemDouble::Count count = world->modem.count();
-               return count.open == 0 && isAvailable && sdk::menuTitle().has_value();
+               return isAtRest && world->modem.count().open == 0 && isAvailable && sdk::menuTitle().has_value();
            });
 }
 
@@ -236,6 +237,7 @@ bool attach(World *world)
     auto channel = sdk::openCard("modem:" + world->modem.address(), &error);
     if (!channel || MDSV_STK_RegisterCallBack(onCommand) != 0 || MDSV_DevSrv_RegisterDevMgrCallback(onDevice) != 0)
         return false;
+    sdk::setTurnListener([](sdk::Turn turn) { isAtRest = turn == sdk::Turn::Rest; });
     sdk::attachDevice(std::move(channel));
     return comesToRest(world);
 }
@@ -268,6 +270,7 @@ int run(int each, unsigned int seed, const std::string &profile)
         MDSV_STK_UnRegisterCallBack(onCommand);
         MDSV_DevSrv_UnRegisterDevMgrCallback(onDevice);
         sdk::shutDown();
+        sdk::setTurnListener({});
         count = world.modem.count();
     }
     if (count.refused != 0 || count.open != 0 || count.handedOver != count.answered + count.lost)
