@@ -187,8 +187,13 @@ void tst_InspectorBeside::inspectorIsUsableBesideEveryWindow()
     QVERIFY2(QTest::qWaitFor(isSaved, 20000), qPrintable(QDir(m_folder.path()).entryList().join(' ')));
     QVERIFY2(!m_output.contains(line), "what was typed in the inspector went to the card");
 
-    xdotool({"windowactivate", "--sync", window});
-    QVERIFY(QTest::qWaitFor([&window] { return xdotool({"getwindowfocus", "-f"}) == window; }, 20000));
+    // The dialog gives the focus back when it closes, after its file is there.
+    QVERIFY(waitForWindow("SIM Toolkit inspector"));
+    const auto hasFocus = [&window] {
+        xdotool({"windowactivate", "--sync", window});
+        return xdotool({"getwindowfocus", "-f"}) == window;
+    };
+    QVERIFY(QTest::qWaitFor(hasFocus, 20000));
     if (step.isEmpty())
         chooseItem(window);
     else
