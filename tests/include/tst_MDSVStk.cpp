@@ -20,6 +20,7 @@ private slots:
     void menuItemsFollowEachOtherDirectly();
     void commandTypesHaveTheirNumbers();
     void enumerationsAre32BitAndTakeAnyValue();
+    void buffersHoldWhatTheLibraryWrites();
     void functionsHaveTheirSignatures();
 };
 
@@ -203,6 +204,13 @@ void tst_MDSVStk::enumerationsAre32BitAndTakeAnyValue()
         QCOMPARE(int(_STK_UI_EN_STKTYPE(value)), value);
         QCOMPARE(int(_STK_UI_EN_TERMINALRESPONSE(value)), value);
     }
+}
+
+/// The two requests that fill a buffer without a record: the library writes this much, whatever it is given.
+void tst_MDSVStk::buffersHoldWhatTheLibraryWrites()
+{
+    QCOMPARE(MDSV_STK_TEXT_UNITS, 256);
+    QCOMPARE(MDSV_STK_REFRESH_BYTES, 516);
 }
 
 void tst_MDSVStk::functionsHaveTheirSignatures()

@@ -44,6 +44,7 @@ struct State {
     uint16_t idleText[MDSV_STK_TEXT_UNITS];
     MDSVSTKCALLBACK stkCallback;
     MDSVDEVMGRCALLBACK deviceCallback;
+    const void *answerBuffer;
     QHash<const void *, OpenMenu> openMenus; ///< by the item array that the caller holds
     QStringList faults;
 };
@@ -107,6 +108,15 @@ int play(int status, const Record &source, void *target)
     else
         std::memset(target, JUNK_FAILED, sizeof(Record));
     return status;
+}
+
+int takeAnswer(const char *function, int cmdId, int confirmed, const uint16_t *answer)
+{
+    {
+        const Lock lock(g_mutex);
+        state().answerBuffer = answer;
+    }
+    return enter(function, {cmdId, confirmed, QString::fromUtf16(answer)});
 }
 
 bool isZero(const void *record, size_t size)
@@ -379,6 +389,12 @@ int SdkDouble::raiseDevice(int code, Where where)
     return raise(deviceCallback(), code, reinterpret_cast<void *>(1), where);
 }
 
+const void *SdkDouble::answerBuffer() const
+{
+    const Lock lock(g_mutex);
+    return state().answerBuffer;
+}
+
 int SdkDouble::openMenus() const
 {
     const Lock lock(g_mutex);
@@ -495,12 +511,12 @@ int MDSV_STKSrv_GetRefreshInfo(int nCmdId, void *pBuffer)
 
 int MDSV_STKSrv_AnswerInput(int nCmdId, int nConfirmed, const uint16_t *pAnswer)
 {
-    return enter("MDSV_STKSrv_AnswerInput", {nCmdId, nConfirmed, QString::fromUtf16(pAnswer)});
+    return takeAnswer("MDSV_STKSrv_AnswerInput", nCmdId, nConfirmed, pAnswer);
 }
 
 int MDSV_STKSrv_AnswerInKey(int nCmdId, int nConfirmed, const uint16_t *pAnswer)
 {
-    return enter("MDSV_STKSrv_AnswerInKey", {nCmdId, nConfirmed, QString::fromUtf16(pAnswer)});
+    return takeAnswer("MDSV_STKSrv_AnswerInKey", nCmdId, nConfirmed, pAnswer);
 }
 
 int MDSV_STKSrv_SendNoDataResponse(int nCmdId, int nType, int nResult)

@@ -78,6 +78,9 @@ public:
     int raiseNullRecord(Where where = Here);
     int raiseDevice(int code, Where where = Here);
 
+    /// Where the text of the last answer to GET INPUT or GET INKEY stood; not to be read any more.
+    const void *answerBuffer() const;
+
     /// Menus that were fetched with status 0 and not yet released.
     int openMenus() const;
 

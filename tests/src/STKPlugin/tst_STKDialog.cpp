@@ -17,6 +17,24 @@ struct InputPeek : STKInputDlg {
     using STKInputDlg::m_pStkInputDlgInstance;
 };
 
+namespace
+{
+bool emitSignal(STKLogic *logic, const QByteArray &signature)
+{
+    const QByteArray name = signature.left(signature.indexOf('('));
+    const bool available = false; // outlives the argument that refers to it
+    const QGenericArgument argument = signature.contains("bool") ? Q_ARG(bool, available) : QGenericArgument();
+    return QMetaObject::invokeMethod(logic, name.constData(), Qt::DirectConnection, argument);
+}
+
+/// What there is to show cannot be read: the handlers come back at once.
+void refuseReading(DialogWorld &w)
+{
+    for (const char *reading : {"GetPromptText", "GetInKeyRequest", "GetInputRequest", "GetPlayTone"})
+        w.sdk.answer(QByteArray("MDSV_STKSrv_") + reading, 1);
+}
+} // namespace
+
 class tst_STKDialog : public QObject
 {
     Q_OBJECT
@@ -33,8 +51,10 @@ private slots:
     void parameterNamesAreAsGiven();
     void everySignalReachesItsSlot_data();
     void everySignalReachesItsSlot();
+    void aSignalFromAnotherThreadIsQueued_data();
     void aSignalFromAnotherThreadIsQueued();
     void theWaitersSignalReachesItsSlot();
+    void theWaitersSignalIsQueuedFromItsThread();
     void withdrawingTheCallbacks();
     void withdrawingWithoutLogicOnlyLogs();
     void trAsksTheHostWithKeyAndGroup();
@@ -223,27 +243,33 @@ void tst_STKDialog::everySignalReachesItsSlot()
     QFETCH(QString, slot);
     DialogWorld &w = *m_world;
     QCOMPARE((w.logic->*(&LogicPeek::receivers))(("2" + signal).constData()), 1);
-    // What there is to show cannot be read: the handlers come back at once.
-    for (const char *reading : {"GetPromptText", "GetInKeyRequest", "GetInputRequest", "GetPlayTone"})
-        w.sdk.answer(QByteArray("MDSV_STKSrv_") + reading, 1);
+    refuseReading(w);
     w.forget();
-    const QByteArray name = signal.left(signal.indexOf('('));
-    const bool available = false; // outlives the argument that refers to it
-    const QGenericArgument argument = signal.contains("bool") ? Q_ARG(bool, available) : QGenericArgument();
-    QVERIFY(QMetaObject::invokeMethod(w.logic, name.constData(), Qt::DirectConnection, argument));
+    QVERIFY(emitSignal(w.logic, signal));
     const QStringList reached = logged::started(w.log).filter(QRegularExpression("^on"));
     QCOMPARE(reached, QStringList({slot}));
     const QStringList returnEarly = {"onSTKDisplayText", "onSTKGetInkey", "onSTKGetInput", "onSTKPlayTone"};
     QCOMPARE(w.log.debug().count(logged::end(slot.toLatin1().constData())), returnEarly.contains(slot) ? 0 : 1);
 }
 
+void tst_STKDialog::aSignalFromAnotherThreadIsQueued_data()
+{
+    everySignalReachesItsSlot_data();
+}
+
 void tst_STKDialog::aSignalFromAnotherThreadIsQueued()
 {
+    QFETCH(QByteArray, signal);
+    QFETCH(QString, slot);
     DialogWorld &w = *m_world;
+    refuseReading(w);
     w.forget();
-    std::thread([&w] { emit w.logic->STKSetupMenu(); }).join();
+    bool emitted = false;
+    std::thread([&] { emitted = emitSignal(w.logic, signal); }).join();
+    QVERIFY(emitted);
     QCOMPARE(logged::started(w.log), QStringList());
-    QTRY_COMPARE(logged::started(w.log).value(0), QString("onSTKSetupMenu"));
+    QCoreApplication::sendPostedEvents(w.dialog, QEvent::MetaCall);
+    QCOMPARE(logged::started(w.log).filter(QRegularExpression("^on")), QStringList({slot}));
 }
 
 void tst_STKDialog::theWaitersSignalReachesItsSlot()
@@ -253,6 +279,17 @@ void tst_STKDialog::theWaitersSignalReachesItsSlot()
     w.forget();
     emit w.thread()->ChangeCursor();
     QCOMPARE(logged::started(w.log).value(0), QString("onChangeCursor"));
+}
+
+void tst_STKDialog::theWaitersSignalIsQueuedFromItsThread()
+{
+    DialogWorld &w = *m_world;
+    w.startWait();
+    w.logic->SetResponseVar(true);
+    QVERIFY(w.thread()->wait(5000));
+    QVERIFY(!logged::started(w.log).contains("onChangeCursor"));
+    QCoreApplication::sendPostedEvents(w.dialog, QEvent::MetaCall);
+    QCOMPARE(logged::started(w.log).count("onChangeCursor"), 1);
 }
 
 void tst_STKDialog::withdrawingTheCallbacks()

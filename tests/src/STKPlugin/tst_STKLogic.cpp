@@ -2,6 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/Peek.h"
 #include "support/SdkDouble.h"
+#include "support/VirtualSlot.h"
 
 #include "STKPlugin/STKLogic.h"
 
@@ -12,6 +13,7 @@
 #include <QtTest/QtTest>
 
 #include <climits>
+#include <type_traits>
 
 using support::LogCapture;
 using support::MenuItem;
@@ -252,6 +254,8 @@ private slots:
     void cleanup();
 
     void metaObjectHasTheSignalsInTheirOrder();
+    void operationsHaveTheirSignaturesAndNoneIsVirtual();
+    void membersStandInTheirOrder();
     void instanceLivesFromFirstCreateToFirstDestroy();
     void createAndDestroyAreLogged();
     void destructorLeavesTheCallbacksRegistered();
@@ -309,6 +313,7 @@ private slots:
     void answerFlagIsSetByTheExactActionOnly();
     void answerTextIsSentWhateverTheFlag_data();
     void answerTextIsSentWhateverTheFlag();
+    void answerTextIsTheStringsOwnBuffer();
     void terminalResponsePassesAnyNumbers();
 
     void inputDataAreFilled();
@@ -416,6 +421,51 @@ void tst_STKLogic::metaObjectHasTheSignalsInTheirOrder()
     QCOMPARE(found, expected);
     QCOMPARE(meta.method(meta.methodOffset()).parameterNames(), QList<QByteArray>{"isAvaillable"});
     QCOMPARE(meta.propertyCount(), meta.propertyOffset());
+}
+
+void tst_STKLogic::operationsHaveTheirSignaturesAndNoneIsVirtual()
+{
+#define OPERATION(name, result, ...)                                                              \
+    QVERIFY((std::is_same<decltype(&STKLogic::name), result (STKLogic::*)(__VA_ARGS__)>::value)); \
+    QCOMPARE(support::slotOf(&STKLogic::name), -1)
+    QVERIFY((std::is_same<decltype(&STKLogic::CreateInstance), STKLogic *(*)()>::value));
+    QVERIFY((std::is_same<decltype(&STKLogic::DestroyInst), void (*)()>::value));
+    QVERIFY((std::is_same<decltype(&STKLogic::OnSTKEventCB), MDSVSTKCALLBACK>::value));
+    QVERIFY((std::is_same<decltype(&STKLogic::OnDeviceEventCB), MDSVDEVMGRCALLBACK>::value));
+    OPERATION(RegisterSTKCB, void, );
+    OPERATION(UnresgisterSTKCB, void, );
+    OPERATION(stkEventSwitchCase, void, _MDSV_EN_STKTYPE);
+    OPERATION(UpdateCBReturnVal, void, bool);
+    OPERATION(GetResponseVar, bool, );
+    OPERATION(SetResponseVar, void, bool);
+    OPERATION(GetMainMenu, bool, StkMenuItems *);
+    OPERATION(GetSubMenu, bool, StkMenuItems *);
+    OPERATION(SelectMainMenuItem, bool, int);
+    OPERATION(SelectSubMenuItem, bool, QString, int);
+    OPERATION(GetInputRequest, bool, StkInKeyRequest *);
+    OPERATION(GetInKeyRquest, bool, StkInKeyRequest *);
+    OPERATION(CallStkAnswerInput, bool, QString, QString);
+    OPERATION(CallStkAnswerInKey, bool, QString, QString);
+    OPERATION(GetPromptText, bool, QString *, QString *, int *);
+    OPERATION(GetPlayTone, bool, MDSVPlayToneRequest *);
+    OPERATION(GetLaunchBrowser, bool, MDSVLaunchBrowser *);
+    OPERATION(GetIdleModePrompt, bool, QString *);
+    OPERATION(GetRefreshInfo, bool, );
+    OPERATION(SendNoDataResponse, bool, _STK_UI_EN_STKTYPE, _STK_UI_EN_TERMINALRESPONSE);
+#undef OPERATION
+    QVERIFY(std::has_virtual_destructor<STKLogic>::value);
+}
+
+void tst_STKLogic::membersStandInTheirOrder()
+{
+    STKLogic *logic = make();
+    const auto offsetOf = [logic](const void *member) {
+        return int(static_cast<const char *>(member) - reinterpret_cast<const char *>(logic));
+    };
+    const int first = sizeof(QObject);
+    QCOMPARE(offsetOf(&peek(logic, &Peek::m_sCmdId)), first);
+    QCOMPARE(offsetOf(&peek(logic, &Peek::m_bRet)), first + 2);
+    QCOMPARE(offsetOf(&peek(logic, &Peek::m_bRespondence)), first + 3);
 }
 
 void tst_STKLogic::instanceLivesFromFirstCreateToFirstDestroy()
@@ -1135,6 +1185,17 @@ void tst_STKLogic::answerTextIsSentWhateverTheFlag()
         QVERIFY(m_log->debug().contains(
             line(QString("Calling MDSV_STKSrv_AnswerInKey(") + text + "): ", "CallStkAnswerInKey")));
     }
+}
+
+void tst_STKLogic::answerTextIsTheStringsOwnBuffer()
+{
+    STKLogic *logic = make();
+    const QString text = "4711";
+    QVERIFY(logic->CallStkAnswerInput("STK_TYPE_OK", text));
+    QCOMPARE(m_sdk->answerBuffer(), static_cast<const void *>(text.utf16()));
+    const QString key = "x";
+    QVERIFY(logic->CallStkAnswerInKey("STK_TYPE_OK", key));
+    QCOMPARE(m_sdk->answerBuffer(), static_cast<const void *>(key.utf16()));
 }
 
 void tst_STKLogic::terminalResponsePassesAnyNumbers()

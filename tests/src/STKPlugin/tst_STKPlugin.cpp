@@ -2,6 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/Peek.h"
 #include "support/SdkDouble.h"
+#include "support/VirtualSlot.h"
 #include "support/World.h"
 
 #include "STKPlugin/STKDialog.h"
@@ -19,12 +20,13 @@
 #include <QtWidgets/QPushButton>
 
 #include <climits>
-#include <cstring>
+#include <type_traits>
 
 using support::CoreDouble;
 using support::LogCapture;
 using support::peek;
 using support::SdkDouble;
+using support::slotOf;
 namespace journal = support::journal;
 
 /// The entry point that the plug-in's loader looks up by name.
@@ -116,15 +118,6 @@ const QList<FixedAnswer> &fixedAnswers()
     return ALL;
 }
 
-/// Slot of a virtual operation in its class's table, as GCC and Clang keep it in a pointer to member.
-template <class Method>
-int slotOf(Method method)
-{
-    ptrdiff_t word;
-    std::memcpy(&word, &method, sizeof(word));
-    return (word & 1) ? int(word / ptrdiff_t(sizeof(void *))) : -1;
-}
-
 } // namespace
 
 class tst_STKPlugin : public QObject
@@ -137,6 +130,8 @@ private slots:
 
     void metaObjectIsBare();
     void interfacesKeepTheirTables();
+    void interfacesHoldNoData();
+    void objectHasOneMemberOfItsOwn();
     void identifiersShareTheHostsPrefix();
     void castsByName_data();
     void castsByName();
@@ -285,6 +280,28 @@ void tst_STKPlugin::interfacesKeepTheirTables()
     QCOMPARE(static_cast<void *>(static_cast<IBaseInterface *>(asUi)), static_cast<void *>(asUi));
     QCOMPARE(reinterpret_cast<char *>(static_cast<IDestroyEvent *>(asUi)) - reinterpret_cast<char *>(asUi),
              ptrdiff_t(sizeof(void *)));
+}
+
+void tst_STKPlugin::interfacesHoldNoData()
+{
+    // Nothing but the pointers to their tables: a host that was compiled before finds every part of the object.
+    QCOMPARE(sizeof(IBaseInterface), sizeof(void *));
+    QCOMPARE(sizeof(IDestroyEvent), sizeof(void *));
+    QCOMPARE(sizeof(IBasePlugin), 2 * sizeof(void *));
+    QCOMPARE(sizeof(IUIPlugin), 2 * sizeof(void *));
+    QCOMPARE(sizeof(INotify), sizeof(void *));
+    QVERIFY(std::is_abstract<IBaseInterface>::value && std::is_abstract<IDestroyEvent>::value);
+    QVERIFY(std::is_abstract<IBasePlugin>::value && std::is_abstract<IUIPlugin>::value);
+    QVERIFY(std::is_abstract<INotify>::value);
+}
+
+void tst_STKPlugin::objectHasOneMemberOfItsOwn()
+{
+    STKPlugin *plugin = make();
+    const size_t bases = sizeof(QObject) + sizeof(IUIPlugin) + sizeof(INotify);
+    QCOMPARE(sizeof(STKPlugin), bases + sizeof(STKDialog *));
+    const char *const member = reinterpret_cast<const char *>(&peek(plugin, &Peek::m_pStkDialog));
+    QCOMPARE(size_t(member - reinterpret_cast<const char *>(plugin)), bases);
 }
 
 void tst_STKPlugin::identifiersShareTheHostsPrefix()

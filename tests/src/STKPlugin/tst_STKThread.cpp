@@ -2,6 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/Peek.h"
 #include "support/SdkDouble.h"
+#include "support/VirtualSlot.h"
 
 #include "STKPlugin/STKLogic.h"
 #include "STKPlugin/STKThread.h"
@@ -11,6 +12,8 @@
 #include <QtTest/QtTest>
 
 #include <atomic>
+#include <functional>
+#include <type_traits>
 
 using support::FakeClock;
 using support::LogCapture;
@@ -25,6 +28,7 @@ struct Peek : STKThread {
     using STKThread::m_bStop;
     using STKThread::m_nTimeOut;
     using STKThread::m_pStkLogic;
+    using STKThread::run;
 };
 
 struct LogicPeek : STKLogic {
@@ -51,6 +55,8 @@ private slots:
     void cleanup();
 
     void metaObjectHasOneSignal();
+    void membersStandInTheirOrder();
+    void onlyTheDestructorAndTheRunAreVirtual();
     void constructorTakesTheLogic();
     void timeOutIsStoredAndLogged_data();
     void timeOutIsStoredAndLogged();
@@ -139,6 +145,24 @@ void tst_STKThread::metaObjectHasOneSignal()
     QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
     QCOMPARE(meta.method(meta.methodOffset()).methodSignature(), QByteArray("ChangeCursor()"));
     QCOMPARE(meta.method(meta.methodOffset()).methodType(), QMetaMethod::Signal);
+}
+
+void tst_STKThread::membersStandInTheirOrder()
+{
+    const void *const stop = &peek(m_thread.data(), &Peek::m_bStop);
+    const void *const logic = &peek(m_thread.data(), &Peek::m_pStkLogic);
+    const void *const timeOut = &peek(m_thread.data(), &Peek::m_nTimeOut);
+    QVERIFY(std::less<const void *>()(stop, logic));
+    QVERIFY(std::less<const void *>()(logic, timeOut));
+}
+
+void tst_STKThread::onlyTheDestructorAndTheRunAreVirtual()
+{
+    QVERIFY(std::has_virtual_destructor<STKThread>::value);
+    QVERIFY(support::slotOf(&Peek::run) > 0);
+    QVERIFY((std::is_same<decltype(&STKThread::SetTimeOut), void (STKThread::*)(int)>::value));
+    QCOMPARE(support::slotOf(&STKThread::SetTimeOut), -1);
+    QCOMPARE(support::slotOf(&STKThread::RequestStop), -1);
 }
 
 void tst_STKThread::constructorTakesTheLogic()
