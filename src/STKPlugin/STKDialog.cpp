@@ -784,7 +784,10 @@ void STKDialog::onSTKTimeOut()
     if (m_pStkTimer && m_strTimerType == TIMER_DEVICE) {
         m_strTimerType = QString::fromLatin1("");
         m_pStkTimer->stop();
+        const QPointer<STKDialog> self(this);
         closeInputDlg();
+        if (!self)
+            return;
         onButtonClickClose();
     } else if (m_pStkTimer && m_strTimerType == TIMER_MSGBOX) {
         m_strTimerType = QString::fromLatin1("");
@@ -900,7 +903,10 @@ void STKDialog::onMessageTimeOut()
 void STKDialog::onSTKEndSession()
 {
     STK_LOG_START();
+    const QPointer<STKDialog> self(this);
     closeInputDlg();
+    if (!self)
+        return;
     showMainMenu();
     if (m_pStkLogic)
         m_pStkLogic->UpdateCBReturnVal(true);
@@ -914,6 +920,7 @@ void STKDialog::onCloseInputDlg()
     STK_LOG_END();
 }
 
+/// The dialog answers Cancel, within which the host may end everything, as within any answer.
 void STKDialog::closeInputDlg()
 {
     if (m_pStkInputDlg && m_pStkInputDlg->IsDialogCreated())

@@ -111,10 +111,11 @@ void tst_STKDialog::membersStartAsGiven()
     QCOMPARE(w.at(&DialogPeek::m_nMsgTimeOut), 0);
     QCOMPARE(w.at(&DialogPeek::m_nMsgTick), 0);
     QCOMPARE(w.at(&DialogPeek::m_nMsgRemain), 0);
-    QVERIFY(w.at(&DialogPeek::m_strTitle).isEmpty());
+    QCOMPARE(w.at(&DialogPeek::m_strTitle), QString(""));
+    QVERIFY(!w.at(&DialogPeek::m_strTitle).isNull());
     QVERIFY(w.at(&DialogPeek::m_strTimerType).isNull());
     for (const StkMenuItems &menu : {w.at(&DialogPeek::m_stMainMenu), w.at(&DialogPeek::m_stSubMenu)}) {
-        QVERIFY(menu.strTitle.isEmpty());
+        QVERIFY(menu.strTitle.isEmpty() && !menu.strTitle.isNull());
         QVERIFY(menu.pItemList && menu.pItemList->isEmpty());
     }
     QVERIFY(w.at(&DialogPeek::m_stMainMenu).pItemList != w.at(&DialogPeek::m_stSubMenu).pItemList);
@@ -386,9 +387,16 @@ void tst_STKDialog::destructionStopsARunningWaiter()
     w.startWait();
     // Past the start of run(), which forgets a request to stop.
     QTRY_VERIFY(logged::linesOf(w.log, "GetResponseVar", "STKLogic").size() > 0);
+    bool asked = false;
+    journal::setObserver([&](const Call &call) {
+        if (call.name == "CommonUtils::WaitForThreadToStop")
+            asked = support::peek(thread.data(), &ThreadPeek::m_bStop);
+    });
     STKDialog::Destroy();
+    journal::setObserver(nullptr);
     w.dialog = nullptr;
     QVERIFY(!thread);
+    QVERIFY(asked); // before the host is made to wait
     const QList<Call> waits = journal::callsOf("CommonUtils::WaitForThreadToStop");
     QCOMPARE(waits.size(), 1);
     QCOMPARE(waits.first().args, QVariantList({ref(address), 5}));

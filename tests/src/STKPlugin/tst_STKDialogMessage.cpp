@@ -62,6 +62,8 @@ private slots:
     void textIsShownAsItIs();
     void outcome_data();
     void outcome();
+    void enterPressesCancel_data();
+    void enterPressesCancel();
     void membersAfterwards();
     void countDownIsResetAfterwards();
 
@@ -161,8 +163,7 @@ void tst_STKDialogMessage::boxAndFrameAreAsGiven()
         seen.okFirst =
             box->buttonRole(ok) == QMessageBox::YesRole && box->buttonRole(cancel) == QMessageBox::RejectRole;
         seen.cancelDefault = box->defaultButton() == cancel;
-        seen.flags = (box->windowFlags() & (Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint)) ==
-                     (Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+        seen.flags = box->windowFlags() == (Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
         seen.inFrame = box->parentWidget() == window;
         seen.members = m_world->at(&DialogPeek::m_pMsgBtnOk) == ok &&
                        m_world->at(&DialogPeek::m_pMsgBtnCancel) == cancel && messageFrame() == window;
@@ -262,6 +263,30 @@ void tst_STKDialogMessage::outcome()
     QCOMPARE(found, expected);
     QVERIFY(!messageFrame());
     QCOMPARE(journal::names("MDSV_"), QStringList());
+}
+
+void tst_STKDialogMessage::enterPressesCancel_data()
+{
+    QTest::addColumn<int>("key");
+    QTest::newRow("Return") << int(Qt::Key_Return);
+    QTest::newRow("Enter") << int(Qt::Key_Enter);
+}
+
+/// The button itself: the frame's close, which gives the same outcome, would come of any Return that nobody uses.
+void tst_STKDialogMessage::enterPressesCancel()
+{
+    QFETCH(int, key);
+    bool focused = false;
+    int pressed = 0;
+    const int found = show("Hello", [&](QWidget *frame) {
+        QPushButton *cancel = buttonOf(frame, "IDS_CANCEL");
+        connect(cancel, &QPushButton::clicked, this, [&pressed] { ++pressed; });
+        focused = frame->focusWidget() == cancel;
+        QTest::keyClick(frame->focusWidget() ? frame->focusWidget() : frame, Qt::Key(key));
+    });
+    QVERIFY(focused);
+    QCOMPARE(pressed, 1);
+    QCOMPARE(found, int(QMessageBox::Cancel));
 }
 
 void tst_STKDialogMessage::membersAfterwards()

@@ -14,6 +14,7 @@ namespace
 {
 const char GET_MAIN[] = "MDSV_STKSrv_GetMainMenu";
 const char RELEASE_MAIN[] = "MDSV_STKSrv_ReleaseMenus";
+const char ANSWER_INPUT[] = "MDSV_STKSrv_AnswerInput";
 const char SILENCE[] = "m_bRespondence value is false ../../src/STKPlugin/STKDialog: onChangeCursor: <time>: ";
 const int LIMIT_MS = 5000;
 
@@ -21,6 +22,27 @@ const QStringList MAIN_ROWS = {"Balance", "News", "Help"};
 const QStringList SUB_ROWS = {"Sport", "Weather"};
 const QList<int> ARROW = {int(Qt::ArrowCursor)};
 } // namespace
+
+/// A question that notes, when it closes, what the general timer is like.
+class NotingQuestion : public QDialog
+{
+public:
+    explicit NotingQuestion(const DialogWorld &world) : m_world(world) {}
+
+    bool active = true;
+    QString tag = "not closed";
+
+protected:
+    void closeEvent(QCloseEvent *event) override
+    {
+        active = m_world.at(&DialogPeek::m_pStkTimer)->isActive();
+        tag = m_world.at(&DialogPeek::m_strTimerType);
+        QDialog::closeEvent(event);
+    }
+
+private:
+    const DialogWorld &m_world;
+};
 
 class tst_STKDialogTimers : public QObject
 {
@@ -59,12 +81,14 @@ private slots:
     void deviceLostWhileWaiting();
     void deviceLostAfterEnter();
     void deviceLostWithTheInputDialogOpen();
+    void deviceLostDisarmsTheTimerFirst();
     void deviceBackWithinTheDelay();
 
     void timerWithAnotherTagChangesNothing_data();
     void timerWithAnotherTagChangesNothing();
     void timerThatIsMissingDoesNothing();
     void timerOfAQuestionClosesIt();
+    void timerOfAQuestionIsDisarmedFirst();
     void timerOfAQuestionThatHasClosed();
 
     void endOfSession_data();
@@ -75,6 +99,8 @@ private slots:
     void endOfSessionClosesTheInputDialog();
     void closeInputDialogSignal();
     void closeInputDialogSignalWithoutOne();
+    void theWindowsEndWithinTheCancel_data();
+    void theWindowsEndWithinTheCancel();
 
 private:
     void showInput(std::function<void()> act);
@@ -475,6 +501,20 @@ void tst_STKDialogTimers::deviceLostWithTheInputDialogOpen()
     QVERIFY(!w.at(&DialogPeek::m_pStkInputDlg)->IsDialogCreated());
 }
 
+void tst_STKDialogTimers::deviceLostDisarmsTheTimerFirst()
+{
+    DialogWorld &w = *m_world;
+    bool active = true;
+    QString tag = "not answered";
+    w.sdk.onCall(ANSWER_INPUT, [&] {
+        active = w.at(&DialogPeek::m_pStkTimer)->isActive();
+        tag = w.at(&DialogPeek::m_strTimerType);
+    });
+    showInput([&w] { w.dialog->onDeviceAvailable(false); });
+    QVERIFY(!active);
+    QCOMPARE(tag, QString(""));
+}
+
 void tst_STKDialogTimers::deviceBackWithinTheDelay()
 {
     DialogWorld &w = *m_world;
@@ -544,6 +584,19 @@ void tst_STKDialogTimers::timerOfAQuestionClosesIt()
     QCOMPARE(w.at(&DialogPeek::m_strTimerType), QString(""));
     QVERIFY(w.frame()->isVisible());
     QCOMPARE(journal::names("MDSV_"), QStringList());
+}
+
+void tst_STKDialogTimers::timerOfAQuestionIsDisarmedFirst()
+{
+    DialogWorld &w = *m_world;
+    NotingQuestion question(w);
+    question.show();
+    w.at(&DialogPeek::m_pMsgDialog) = &question;
+    w.at(&DialogPeek::m_strTimerType) = "STK_MSGBOX_TIMER";
+    w.at(&DialogPeek::m_pStkTimer)->start(10);
+    QTRY_VERIFY(!question.isVisible());
+    QVERIFY(!question.active);
+    QCOMPARE(question.tag, QString(""));
 }
 
 void tst_STKDialogTimers::timerOfAQuestionThatHasClosed()
@@ -652,6 +705,42 @@ void tst_STKDialogTimers::closeInputDialogSignalWithoutOne()
     w.at(&DialogPeek::m_strTimerType) = "STK_DEVICE_TIMER";
     w.dialog->onSTKTimeOut();
     QVERIFY(!w.frame());
+}
+
+void tst_STKDialogTimers::theWindowsEndWithinTheCancel_data()
+{
+    QTest::addColumn<QByteArray>("slot");
+    QTest::addColumn<QString>("next"); // what would follow in the controller
+    QTest::newRow("device lost") << QByteArray("onSTKTimeOut") << "onButtonClickClose";
+    QTest::newRow("end of session") << QByteArray("onSTKEndSession") << "showMainMenu";
+    QTest::newRow("close the input dialog") << QByteArray("onCloseInputDlg") << "";
+}
+
+/// The open input dialog's Cancel brings the end of everything: the controller that asked for it is not touched again.
+void tst_STKDialogTimers::theWindowsEndWithinTheCancel()
+{
+    QFETCH(QByteArray, slot);
+    QFETCH(QString, next);
+    DialogWorld &w = *m_world;
+    w.at(&DialogPeek::m_strTimerType) = "STK_DEVICE_TIMER";
+    w.sdk.onCall(ANSWER_INPUT, [&w] {
+        w.dialog->unSDKRegisterEvent();
+        STKDialog::Destroy();
+        w.logic = nullptr;
+    });
+    QStringList after;
+    showInput([&] {
+        STKDialog *dialog = w.dialog;
+        w.log.clear();
+        QMetaObject::invokeMethod(dialog, slot.constData(), Qt::DirectConnection);
+        after = logged::started(w.log);
+        delete w.host; // and with it the windows, which are nobody's any more
+    });
+    w.dialog = nullptr;
+    QVERIFY(!DialogPeek::m_pStkDialogInstance);
+    QCOMPARE(after.value(0), QString(slot));
+    QCOMPARE(after.value(after.size() - 1), QString("~STKDialog"));
+    QVERIFY(next.isEmpty() || !after.contains(next));
 }
 
 QTEST_MAIN(tst_STKDialogTimers)

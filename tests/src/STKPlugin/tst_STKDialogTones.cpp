@@ -52,6 +52,7 @@ private slots:
     void responseThatFails();
     void playingThatFails_data();
     void playingThatFails();
+    void endWithinPlayIsNotHeard();
     void playerThatFailedIsReplaced();
     void noFileName_data();
     void noFileName();
@@ -352,6 +353,21 @@ void tst_STKDialogTones::playingThatFails()
     // Its end, if it came all the same, is nobody's.
     support::CoreDouble::finish(player());
     QVERIFY(player());
+    QVERIFY(timer()->isActive());
+}
+
+void tst_STKDialogTones::endWithinPlayIsNotHeard()
+{
+    addFile(3);
+    // Only a player that has begun to play is listened to.
+    journal::setObserver([this](const support::Call &call) {
+        if (call.name == "WsSound::Play")
+            QMetaObject::invokeMethod(m_world->core.sounds().last(), "finished", Qt::DirectConnection);
+    });
+    play(3, 60);
+    journal::setObserver(nullptr);
+    QVERIFY(!logged::started(m_world->log).contains("onPlayingFinished"));
+    QVERIFY(player() && player()->IsPlaying());
     QVERIFY(timer()->isActive());
 }
 

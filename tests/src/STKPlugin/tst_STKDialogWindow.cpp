@@ -25,6 +25,33 @@ const QStringList ALL_POINTERS = {"m_pTableWidget", "m_pBtnBack",  "m_pExtendDlg
 typedef QPointer<QPushButton> STKDialog::*ButtonMember;
 Q_DECLARE_METATYPE(ButtonMember)
 
+/// Notes what the window is like when it appears.
+class StateAtShow : public QObject
+{
+public:
+    explicit StateAtShow(const DialogWorld &world) : m_world(world) { qApp->installEventFilter(this); }
+
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        const QWidget *frame = m_world.frame();
+        if (event->type() != QEvent::Show || object != frame)
+            return false;
+        size = frame->minimumSize() == frame->maximumSize() ? frame->maximumSize() : QSize();
+        modality = frame->windowModality();
+        focus = frame->focusWidget();
+        backEnabled = m_world.back()->isEnabled();
+        return false;
+    }
+
+    QSize size;
+    Qt::WindowModality modality = Qt::NonModal;
+    QWidget *focus = nullptr;
+    bool backEnabled = true;
+
+private:
+    const DialogWorld &m_world;
+};
+
 class tst_STKDialogWindow : public QObject
 {
     Q_OBJECT
@@ -39,6 +66,7 @@ private slots:
     void buildingWithoutAMainMenu();
     void buildingWithoutLogic();
     void buildingAgainForgetsTheEarlierWidgets();
+    void buildingAgainWithoutATitle();
     void tableSettings();
     void objectNames();
     void objectNamesWithAWidgetMissing_data();
@@ -54,6 +82,7 @@ private slots:
     void showingCallsTheHostInOrder();
     void showingConnectsTheWidgets();
     void showingSetsTheFrame();
+    void showingRunsInOrder();
     void showingLogsStartAndEnd();
     void showingDoesNotUseTheRectangle();
     void showingWithoutAMainMenu();
@@ -183,6 +212,18 @@ void tst_STKDialogWindow::buildingAgainForgetsTheEarlierWidgets()
     QVERIFY(w.at(&DialogPeek::m_pToneTimer) != toneTimer);
     QCOMPARE(table->rowCount(), 3); // its rows are its own
     delete frame;
+    delete w.frame();
+}
+
+void tst_STKDialogWindow::buildingAgainWithoutATitle()
+{
+    DialogWorld &w = *m_world;
+    QVERIFY(w.dialog->initUI(w.host));
+    delete w.frame();
+    w.sdk.setMainMenu("", {{1, "Balance"}});
+    QVERIFY(w.dialog->initUI(w.host));
+    QVERIFY(w.at(&DialogPeek::m_strTitle).isEmpty()); // the title before is not kept, unlike in showMainMenu()
+    QCOMPARE(w.frame()->windowTitle(), QString());
     delete w.frame();
 }
 
@@ -331,8 +372,11 @@ void tst_STKDialogWindow::layoutIsAsGiven()
     QCOMPARE(group->itemAt(0)->sizeHint().width(), 55);
     QCOMPARE(group->itemAt(1)->widget(), static_cast<QWidget *>(w.close()));
     for (QBoxLayout *layout : QList<QBoxLayout *>{column, row, group}) {
-        for (int i = 0; i < layout->count(); ++i)
+        for (int i = 0; i < layout->count(); ++i) {
             QCOMPARE(layout->stretch(i), 0);
+            if (layout->itemAt(i)->widget())
+                QCOMPARE(int(layout->itemAt(i)->alignment()), 0);
+        }
     }
     QCOMPARE(w.table()->minimumSize(), QSize(345, 250));
     QCOMPARE(w.table()->maximumSize(), QSize(345, 250));
@@ -427,6 +471,30 @@ void tst_STKDialogWindow::showingSetsTheFrame()
     QVERIFY(w.select()->isEnabled());
     QVERIFY(w.close()->isEnabled());
     QVERIFY(!w.table()->currentItem());
+}
+
+void tst_STKDialogWindow::showingRunsInOrder()
+{
+    DialogWorld &w = *m_world;
+    StateAtShow atShow(w);
+    bool visible = false;
+    bool deletes = true;
+    journal::setObserver([&](const Call &call) {
+        if (call.name != "CommonUtils::MoveCentre")
+            return;
+        visible = w.frame()->isVisible();
+        deletes = w.frame()->testAttribute(Qt::WA_DeleteOnClose);
+    });
+    const bool shown = w.show();
+    journal::setObserver(nullptr);
+    QVERIFY(shown);
+    // What the window is like when it appears, and when the host moves it.
+    QCOMPARE(atShow.size, QSize(380, 357));
+    QCOMPARE(atShow.modality, Qt::WindowModal);
+    QCOMPARE(atShow.focus, static_cast<QWidget *>(w.close()));
+    QVERIFY(!atShow.backEnabled);
+    QVERIFY(visible);
+    QVERIFY(!deletes);
 }
 
 void tst_STKDialogWindow::showingLogsStartAndEnd()

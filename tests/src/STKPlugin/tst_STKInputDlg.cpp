@@ -86,6 +86,8 @@ private slots:
 
     void settingsFollowTheRequest_data();
     void settingsFollowTheRequest();
+    void settingsActivateTheFrame();
+    void settingsTakeTheValidatorAway();
     void promptIsShownAsItIs_data();
     void promptIsShownAsItIs();
     void validator_data();
@@ -488,8 +490,9 @@ void tst_STKInputDlg::layoutIsAsGiven()
     QCOMPARE(row->spacing(), 35);
     for (int i = 0; i < 4; ++i)
         QCOMPARE(column->stretch(i), 0);
-    QCOMPARE(int(column->itemAt(0)->alignment()), 0);
-    QCOMPARE(int(column->itemAt(2)->alignment()), 0);
+    for (QLayoutItem *item : {column->itemAt(0), column->itemAt(2), row->itemAt(0), row->itemAt(1)})
+        QCOMPARE(int(item->alignment()), 0);
+    QCOMPARE(QList<int>({row->stretch(0), row->stretch(1)}), QList<int>({0, 0}));
     QCOMPARE(w.field()->minimumSize(), QSize(240, 22));
     QCOMPARE(w.field()->maximumSize(), QSize(240, 22));
     QCOMPARE(w.label()->minimumWidth(), 240);
@@ -626,6 +629,31 @@ void tst_STKInputDlg::settingsFollowTheRequest()
     }
     QVERIFY(!w.ok()->isEnabled());
     QVERIFY(w.cancel()->isEnabled());
+    dropFrame();
+}
+
+void tst_STKInputDlg::settingsActivateTheFrame()
+{
+    InputWorld &w = *m_world;
+    build(inputRequest());
+    QVERIFY(QTest::qWaitForWindowExposed(w.frame()));
+    w.host->activateWindow();
+    QTRY_VERIFY(w.host->isActiveWindow());
+    (w.dialog->*(&InputPeek::setInitSetting))();
+    QTRY_VERIFY(w.frame()->isActiveWindow());
+    dropFrame();
+}
+
+void tst_STKInputDlg::settingsTakeTheValidatorAway()
+{
+    InputWorld &w = *m_world;
+    StkInKeyRequest request = inputRequest();
+    request.nInputType = 2;
+    build(request);
+    QVERIFY(w.field()->validator());
+    w.at(&InputPeek::m_stInKeyRequest).nInputType = 0;
+    (w.dialog->*(&InputPeek::setInitSetting))();
+    QVERIFY(!w.field()->validator());
     dropFrame();
 }
 

@@ -23,6 +23,25 @@ QString withPlace(const char *words, const char *function)
 {
     return QString("%1../../src/STKPlugin/STKInputDlg: %2: <time>: ").arg(words, function);
 }
+
+/// Notes what the dialog says of its last answer when the frame that it filters is asked to close.
+class ResultAtClose : public QObject
+{
+public:
+    explicit ResultAtClose(STKInputDlg *dialog) : m_dialog(dialog) {}
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Close)
+            result = m_dialog->GetLastError();
+        return false;
+    }
+
+    int result = 77;
+
+private:
+    STKInputDlg *const m_dialog;
+};
 } // namespace
 
 class tst_STKInputDlgAnswers : public QObject
@@ -66,6 +85,8 @@ private slots:
     void timeOutOfAKeyRequest();
     void timeOutWithoutATimer();
 
+    void theResultIsThereWhenTheFrameCloses_data();
+    void theResultIsThereWhenTheFrameCloses();
     void theResultIsKept();
     void anEarlierRequestIsReplaced();
     void theParentDeletedWhileItIsOpen();
@@ -508,6 +529,35 @@ void tst_STKInputDlgAnswers::timeOutWithoutATimer()
 }
 
 // ---------------------------------------------------------------- what may come between
+
+void tst_STKInputDlgAnswers::theResultIsThereWhenTheFrameCloses_data()
+{
+    QTest::addColumn<bool>("cancel");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("before");
+    QTest::addColumn<int>("result");
+    QTest::newRow("OK") << false << 0 << -1 << 0;
+    QTest::newRow("Cancel") << true << 0 << -1 << 0;
+    QTest::newRow("Cancel, refused") << true << 3 << 0 << -1;
+}
+
+void tst_STKInputDlgAnswers::theResultIsThereWhenTheFrameCloses()
+{
+    QFETCH(bool, cancel);
+    QFETCH(int, status);
+    QFETCH(int, before);
+    QFETCH(int, result);
+    InputWorld &w = *m_world;
+    w.at(&InputPeek::m_nLastError) = before;
+    w.sdk.answer(ANSWER_INPUT, status);
+    ResultAtClose atClose(w.dialog);
+    QVERIFY(w.show([&] {
+        w.frame()->installEventFilter(&atClose);
+        QTest::keyClicks(w.field(), "x");
+        (cancel ? w.cancel() : w.ok())->click();
+    }));
+    QCOMPARE(atClose.result, result);
+}
 
 void tst_STKInputDlgAnswers::theResultIsKept()
 {

@@ -84,6 +84,8 @@ private slots:
     void pressWhileWaitingIsIgnored();
     void pressWithoutADialog();
     void pressLogsNothing();
+    void releaseReachesTheListAlsoWhileWaiting_data();
+    void releaseReachesTheListAlsoWhileWaiting();
     void releaseOnARowKeepsTheChoice();
     void releaseOnEmptySpaceClearsTheChoice_data();
     void releaseOnEmptySpaceClearsTheChoice();
@@ -371,6 +373,25 @@ void tst_STKTableWidget::pressLogsNothing()
     QMouseEvent event = mouse(QEvent::MouseButtonPress, rowPoint(table(), 2));
     (table()->*(&TablePeek::mousePressEvent))(&event);
     QVERIFY(!logged::linesOf(m_world->log, "mousePressEvent").size());
+}
+
+void tst_STKTableWidget::releaseReachesTheListAlsoWhileWaiting_data()
+{
+    QTest::addColumn<bool>("waits");
+    QTest::newRow("idle") << false;
+    QTest::newRow("waiting") << true;
+}
+
+void tst_STKTableWidget::releaseReachesTheListAlsoWhileWaiting()
+{
+    QFETCH(bool, waits);
+    QSignalSpy clicked(table(), SIGNAL(cellClicked(int, int)));
+    press(rowPoint(table(), 1));
+    if (waits)
+        m_world->startWait();
+    QTest::mouseRelease(table()->viewport(), Qt::LeftButton, Qt::NoModifier, rowPoint(table(), 1));
+    QCOMPARE(clicked.count(), 1);
+    QCOMPARE(clicked.value(0), QVariantList({1, 0}));
 }
 
 void tst_STKTableWidget::releaseOnARowKeepsTheChoice()
