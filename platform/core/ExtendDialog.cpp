@@ -97,6 +97,7 @@ private:
     void removeContent();
     void frameEvent(QEvent *event);
     bool contentEvent(QEvent *event);
+    void fillWidth();
     void applySheet();
     void giveFocus();
     void borrowKeyboard();
@@ -209,6 +210,8 @@ bool ExtendDialogPrivate::contentEvent(QEvent *event)
     if (event->type() == QEvent::Show) {
         // Otherwise a dialog places itself on the screen when it is shown, and so leaves its place in the frame.
         content->setAttribute(Qt::WA_Moved);
+    } else if (event->type() == QEvent::Resize) {
+        fillWidth();
     } else if (event->type() == QEvent::KeyPress) {
         QKeyEvent *key = static_cast<QKeyEvent *>(event);
         if (key->key() == Qt::Key_Escape || isPlainReturn(key)) {
@@ -217,6 +220,15 @@ bool ExtendDialogPrivate::contentEvent(QEvent *event)
         }
     }
     return false;
+}
+
+/// A message box fixes its own size to what its text and buttons need, and would leave a gap beside it in a frame that
+/// is wider than that.
+void ExtendDialogPrivate::fillWidth()
+{
+    if (qobject_cast<QMessageBox *>(content) && content->width() < bar->minimumWidth()) {
+        content->setFixedWidth(bar->minimumWidth());
+    }
 }
 
 /// QDialog looks for the default button among the buttons whose window it is, so a message box inside a frame never

@@ -19,6 +19,8 @@ private slots:
     void setWindowFlagsKeepsItADialogWindow();
     void partsHaveNamesForStyleSheets();
     void closeButtonIsTheDefaultButton();
+    void crossIsSharpOnAFineScreen_data();
+    void crossIsSharpOnAFineScreen();
     void titleIsShownAsItIs_data();
     void titleIsShownAsItIs();
     void longTitleIsCutAndFoundInTheToolTip();
@@ -83,6 +85,19 @@ QLabel *title(const QWidget &frame)
 QWidget *titleBar(const QWidget &frame)
 {
     return frame.findChild<QWidget *>("ExtendDialog_TitleBar");
+}
+
+/// Whether every square of 2 x 2 dots has one colour, as in a picture for a coarser screen that was made larger.
+bool isDoubled(const QImage &picture)
+{
+    for (int y = 0; y + 1 < picture.height(); y += 2) {
+        for (int x = 0; x + 1 < picture.width(); x += 2) {
+            const QRgb dot = picture.pixel(x, y);
+            if (picture.pixel(x + 1, y) != dot || picture.pixel(x, y + 1) != dot || picture.pixel(x + 1, y + 1) != dot)
+                return false;
+        }
+    }
+    return true;
 }
 
 /// A question, a field and two buttons, spaced as an input dialog is.
@@ -180,6 +195,28 @@ void tst_ExtendDialog::closeButtonIsTheDefaultButton()
         QCOMPARE(button->isDefault(), button == closeButton(frame));
     }
     QVERIFY(!(closeButton(frame)->focusPolicy() & Qt::TabFocus));
+}
+
+void tst_ExtendDialog::crossIsSharpOnAFineScreen_data()
+{
+    QTest::addColumn<QString>("sheet");
+    QTest::newRow("own look") << QString();
+    QTest::newRow("style sheet") << QString("#ExtendDialog_BtnClose { background: transparent; border: none; }");
+}
+
+void tst_ExtendDialog::crossIsSharpOnAFineScreen()
+{
+    QFETCH(QString, sheet);
+    ExtendDialog frame(nullptr, Qt::WindowCloseButtonHint, 1);
+    frame.setStyleSheet(sheet);
+    frame.show();
+    QPushButton *button = closeButton(frame);
+    QImage picture(button->size() * 2, QImage::Format_RGB32);
+    picture.setDevicePixelRatio(2);
+    picture.fill(Qt::black);
+    button->render(&picture, QPoint(), QRegion(), QWidget::RenderFlags());
+    QCOMPARE(picture.pixelColor(button->width(), button->height()), QColor(Qt::white)); // the middle of the cross
+    QVERIFY(!isDoubled(picture));
 }
 
 void tst_ExtendDialog::titleIsShownAsItIs_data()
