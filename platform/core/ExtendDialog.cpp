@@ -334,11 +334,16 @@ void ExtendDialogPrivate::returnKeyboard()
     }
 }
 
+/// As areas: a line would lie beside its place on a screen of another scale, and partly below the content.
 void ExtendDialogPrivate::drawBorder()
 {
     QPainter painter(q);
-    painter.setPen(core::TitleBar::colour(q->isActiveWindow()));
-    painter.drawRect(q->rect().adjusted(0, 0, -1, -1));
+    const QColor colour = core::TitleBar::colour(q->isActiveWindow());
+    const QRect all = q->rect();
+    painter.fillRect(0, 0, all.width(), border, colour);
+    painter.fillRect(0, all.height() - border, all.width(), border, colour);
+    painter.fillRect(0, 0, border, all.height(), colour);
+    painter.fillRect(all.width() - border, 0, border, all.height(), colour);
 }
 
 ExtendDialog::ExtendDialog(QWidget *parent, Qt::WindowFlags flags, int widgetType)

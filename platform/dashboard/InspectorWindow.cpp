@@ -183,7 +183,6 @@ void InspectorWindow::createLine(QWidget *parent)
     m_lineEdit->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     m_lineEdit->setTabChangesFocus(true);
     m_lineEdit->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    m_lineEdit->setPlaceholderText(tr("Choose a line to read all of it"));
     m_lineEdit->setFixedHeight(m_lineEdit->fontMetrics().lineSpacing() * 2 + 14);
 }
 

@@ -21,6 +21,8 @@ private slots:
     void closeButtonIsTheDefaultButton();
     void crossIsSharpOnAFineScreen_data();
     void crossIsSharpOnAFineScreen();
+    void borderIsWholeAtEveryScale_data();
+    void borderIsWholeAtEveryScale();
     void titleIsShownAsItIs_data();
     void titleIsShownAsItIs();
     void longTitleIsCutAndFoundInTheToolTip();
@@ -217,6 +219,39 @@ void tst_ExtendDialog::crossIsSharpOnAFineScreen()
     button->render(&picture, QPoint(), QRegion(), QWidget::RenderFlags());
     QCOMPARE(picture.pixelColor(button->width(), button->height()), QColor(Qt::white)); // the middle of the cross
     QVERIFY(!isDoubled(picture));
+}
+
+void tst_ExtendDialog::borderIsWholeAtEveryScale_data()
+{
+    QTest::addColumn<qreal>("scale");
+    QTest::addColumn<int>("width");
+    for (const int percent : {100, 125, 150, 200}) {
+        for (const int width : {300, 301, 302, 303})
+            QTest::addRow("%d %%, %d wide", percent, width) << percent / 100.0 << width;
+    }
+}
+
+void tst_ExtendDialog::borderIsWholeAtEveryScale()
+{
+    QFETCH(qreal, scale);
+    QFETCH(int, width);
+    ExtendDialog frame(nullptr, Qt::WindowCloseButtonHint, 1);
+    QWidget *content = new QWidget(&frame);
+    content->setAutoFillBackground(true);
+    content->setPalette(Qt::white);
+    frame.AddMainWidget(content);
+    frame.resize(width, width);
+    frame.show();
+    const int dots = qCeil(width * scale - 0.5); // those whose middle is within the window
+    QImage picture(dots, dots, QImage::Format_RGB32);
+    picture.setDevicePixelRatio(scale);
+    picture.fill(Qt::red);
+    frame.render(&picture);
+    const QRgb colour = picture.pixel(0, dots / 2);
+    QVERIFY(colour != QColor(Qt::red).rgb() && colour != picture.pixel(dots / 2, dots / 2));
+    QCOMPARE(picture.pixel(dots - 1, dots / 2), colour);
+    QCOMPARE(picture.pixel(dots / 2, dots - 1), colour);
+    QCOMPARE(picture.pixel(dots / 2, 0), colour);
 }
 
 void tst_ExtendDialog::titleIsShownAsItIs_data()
