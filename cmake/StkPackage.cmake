@@ -77,11 +77,13 @@ card into a PC/SC reader, checks cards, decodes and encodes their commands.")
 set(CPACK_DEBIAN_STK-DASHBOARD_PACKAGE_NAME stk-dashboard)
 set(CPACK_DEBIAN_STK-DASHBOARD_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_STK-DASHBOARD_PACKAGE_DEPENDS "libstkplugin (= ${STK_DEBIAN_VERSION})")
-set(CPACK_DEBIAN_STK-DASHBOARD_DESCRIPTION "SIM Toolkit of a virtual card on the desktop
+set(CPACK_DEBIAN_STK-DASHBOARD_PACKAGE_SUGGESTS "pcscd")
+set(CPACK_DEBIAN_STK-DASHBOARD_DESCRIPTION "SIM Toolkit of a virtual or real card on the desktop
 A small dashboard for a mobile broadband device. It loads the SIM Toolkit
-plug-in and gives it a device with a virtual card, which a text file describes.
-Whoever writes card applications or works on the plug-in sees here what a user
-sees, and every byte that card and terminal exchange.")
+plug-in and gives it a device with a virtual card, which a text file describes,
+or with a real one in a PC/SC reader or a modem. Whoever writes card
+applications or works on the plug-in sees here what a user sees, and every byte
+that card and terminal exchange.")
 
 include(CPack)
 foreach(package libstkplugin libstkplugin-dev stk-dashboard)

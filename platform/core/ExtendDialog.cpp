@@ -97,6 +97,7 @@ private:
     void removeContent();
     void frameEvent(QEvent *event);
     bool contentEvent(QEvent *event);
+    void fillWidth();
     void applySheet();
     void giveFocus();
     void borrowKeyboard();
@@ -209,6 +210,8 @@ bool ExtendDialogPrivate::contentEvent(QEvent *event)
     if (event->type() == QEvent::Show) {
         // Otherwise a dialog places itself on the screen when it is shown, and so leaves its place in the frame.
         content->setAttribute(Qt::WA_Moved);
+    } else if (event->type() == QEvent::Resize) {
+        fillWidth();
     } else if (event->type() == QEvent::KeyPress) {
         QKeyEvent *key = static_cast<QKeyEvent *>(event);
         if (key->key() == Qt::Key_Escape || isPlainReturn(key)) {
@@ -217,6 +220,15 @@ bool ExtendDialogPrivate::contentEvent(QEvent *event)
         }
     }
     return false;
+}
+
+/// A message box fixes its own size to what its text and buttons need, and would leave a gap beside it in a frame that
+/// is wider than that.
+void ExtendDialogPrivate::fillWidth()
+{
+    if (qobject_cast<QMessageBox *>(content) && content->width() < bar->minimumWidth()) {
+        content->setFixedWidth(bar->minimumWidth());
+    }
 }
 
 /// QDialog looks for the default button among the buttons whose window it is, so a message box inside a frame never
@@ -322,11 +334,16 @@ void ExtendDialogPrivate::returnKeyboard()
     }
 }
 
+/// As areas: a line would lie beside its place on a screen of another scale, and partly below the content.
 void ExtendDialogPrivate::drawBorder()
 {
     QPainter painter(q);
-    painter.setPen(core::TitleBar::colour(q->isActiveWindow()));
-    painter.drawRect(q->rect().adjusted(0, 0, -1, -1));
+    const QColor colour = core::TitleBar::colour(q->isActiveWindow());
+    const QRect all = q->rect();
+    painter.fillRect(0, 0, all.width(), border, colour);
+    painter.fillRect(0, all.height() - border, all.width(), border, colour);
+    painter.fillRect(0, 0, border, all.height(), colour);
+    painter.fillRect(all.width() - border, 0, border, all.height(), colour);
 }
 
 ExtendDialog::ExtendDialog(QWidget *parent, Qt::WindowFlags flags, int widgetType)

@@ -19,28 +19,26 @@ namespace core
 namespace
 {
 
-const int crossSize = 16;
+const qreal crossReach = 4; // from the middle of the cross, in both directions
 
-QIcon crossIcon(const QColor &colour)
+/// With lines and not from a picture, which would be soft on a screen of another scale.
+void drawCross(QPainter *painter, const QRectF &place)
 {
-    QPixmap pixmap(crossSize, crossSize);
-    pixmap.fill(Qt::transparent);
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(colour, 1.6, Qt::SolidLine, Qt::RoundCap));
-    painter.drawLine(QPointF(4, 4), QPointF(12, 12));
-    painter.drawLine(QPointF(12, 4), QPointF(4, 12));
-    return QIcon(pixmap);
+    const QPointF middle = place.center();
+    const QPointF down(crossReach, crossReach), up(crossReach, -crossReach);
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(QPen(Qt::white, 1.6, Qt::SolidLine, Qt::RoundCap));
+    painter->drawLine(middle - down, middle + down);
+    painter->drawLine(middle - up, middle + up);
 }
 
-/// Draws itself flat on the bar and red under the pointer, unless a style sheet is in charge of looks.
+/// Draws itself flat on the bar and red under the pointer, unless a style sheet is in charge of looks; the cross is the
+/// same then, unless the sheet has given the button an icon.
 class CloseButton : public QPushButton
 {
 public:
     explicit CloseButton(QWidget *parent) : QPushButton(parent)
     {
-        setIcon(crossIcon(Qt::white));
-        setIconSize(QSize(crossSize, crossSize));
         setFlat(true);
         setAttribute(Qt::WA_Hover);
     }
@@ -48,21 +46,31 @@ public:
 protected:
     void paintEvent(QPaintEvent *event) override
     {
-        if (style()->inherits("QStyleSheetStyle")) {
+        const bool hasSheet = style()->inherits("QStyleSheetStyle");
+        if (hasSheet) {
             QPushButton::paintEvent(event);
-            return;
         }
         QPainter painter(this);
+        if (!hasSheet) {
+            drawGround(&painter);
+        }
+        if (icon().isNull()) {
+            drawCross(&painter, rect());
+        }
+    }
+
+private:
+    void drawGround(QPainter *painter)
+    {
         if (isDown()) {
-            painter.fillRect(rect(), QColor(0x9b, 0x1c, 0x1c));
+            painter->fillRect(rect(), QColor(0x9b, 0x1c, 0x1c));
         } else if (underMouse()) {
-            painter.fillRect(rect(), QColor(0xc5, 0x30, 0x30));
+            painter->fillRect(rect(), QColor(0xc5, 0x30, 0x30));
         }
         if (hasFocus()) {
-            painter.setPen(Qt::white);
-            painter.drawRect(rect().adjusted(1, 1, -2, -2));
+            painter->setPen(Qt::white);
+            painter->drawRect(rect().adjusted(1, 1, -2, -2));
         }
-        icon().paint(&painter, rect());
     }
 };
 

@@ -13,6 +13,7 @@ namespace
 
 constexpr std::size_t headSize = 4;
 constexpr std::size_t statusSize = 2;
+constexpr std::uint8_t envelopeCode = 0xC2;
 
 struct Instruction {
     std::uint8_t code;
@@ -23,7 +24,7 @@ struct Instruction {
 /// ETSI TS 102 221 clause 10.1.2, ISO/IEC 7816-4 for the last one.
 constexpr Instruction instructions[] = {
     {0x10, "TERMINAL PROFILE", false}, {0x12, "FETCH", true},   {0x14, "TERMINAL RESPONSE", true},
-    {0xC2, "ENVELOPE", true},          {0xF2, "STATUS", false}, {0xC0, "GET RESPONSE", true},
+    {envelopeCode, "ENVELOPE", true},  {0xF2, "STATUS", false}, {0xC0, "GET RESPONSE", true},
 };
 
 /// ETSI TS 102 221 clause 10.2.1: a mask, what is left under it, and its meaning.
@@ -72,6 +73,16 @@ cat::ByteView dataOf(const cat::Bytes &command)
     return {command.data() + headSize + 1, std::min<std::size_t>(command[headSize], there)};
 }
 
+/// The kind of an envelope that is a whole one, in capitals: "TIMER EXPIRATION". Empty for any other command.
+QString envelopeKind(const cat::Bytes &command)
+{
+    if (command.size() < headSize || command[1] != envelopeCode)
+        return QString();
+    const std::vector<cat::Explanation> objects = cat::explain(dataOf(command));
+    return objects.size() == 1 && !objects[0].parts.empty() ? QString::fromStdString(objects[0].name).toUpper()
+                                                            : QString();
+}
+
 QString statusWords(const cat::Bytes &answer)
 {
     if (answer.size() < statusSize)
@@ -105,7 +116,9 @@ QString apduWords(const cat::Bytes &command, const cat::Bytes &answer)
 {
     const std::size_t got = answer.size() < statusSize ? 0 : answer.size() - statusSize;
     const std::size_t data = std::max(dataOf(command).size, got);
-    return nameOf(command) + (data == 0 ? QString() : ", " + count(data)) + ": " + statusWords(answer);
+    const QString kind = envelopeKind(command);
+    const QString name = kind.isEmpty() ? nameOf(command) : nameOf(command) + ' ' + kind;
+    return name + (data == 0 ? QString() : ", " + count(data)) + ": " + statusWords(answer);
 }
 
 std::vector<cat::Explanation> explainEntry(const SessionEntry &entry)

@@ -172,6 +172,37 @@ void fillRefresh(const CommandValues &values, card::Step *step)
         step->command.fileList = fileList(values.files);
 }
 
+void fillPolling(const CommandValues &values, card::Step *)
+{
+    if (values.duration <= 0)
+        throw Problem{tr("There is no duration: fill in how many seconds are between two polls.")};
+}
+
+void fillEvents(const CommandValues &values, card::Step *step)
+{
+    cat::Bytes events;
+    if (!cat::fromHex(values.events.toStdString(), &events))
+        throw Problem{tr("'%1' are no events: use two hexadecimal digits for each, such as 04 07.").arg(values.events)};
+    step->command.eventList = events;
+}
+
+void fillTimer(const CommandValues &values, card::Step *step)
+{
+    step->command.timerId = static_cast<std::uint8_t>(values.timer);
+    step->command.details.qualifier = values.qualifier;
+    if (step->command.timerAction() != cat::TimerAction::Start)
+        return;
+    if (values.duration < 1)
+        throw Problem{tr("The timer has no time: fill in a duration of a second at least.")};
+    step->command.timerValue = std::chrono::seconds(std::lround(values.duration));
+}
+
+void fillLanguage(const CommandValues &values, card::Step *step)
+{
+    if (!values.language.isEmpty())
+        step->command.language = values.language.toStdString();
+}
+
 struct Filler {
     CommandType type;
     void (*fill)(const CommandValues &values, card::Step *step);
@@ -190,6 +221,10 @@ const Filler fillers[] = {
     {CommandType::LaunchBrowser, fillBrowser},
     {CommandType::Refresh, fillRefresh},
     {CommandType::SetUpIdleModeText, fillText},
+    {CommandType::PollInterval, fillPolling},
+    {CommandType::SetUpEventList, fillEvents},
+    {CommandType::TimerManagement, fillTimer},
+    {CommandType::LanguageNotification, fillLanguage},
 };
 
 bool has(CommandType type, Field field)
@@ -210,7 +245,7 @@ cat::Command commandOf(const CommandValues &values)
     step.command.details.type = values.type;
     step.command.destination = cat::destinationOf(values.type);
     step.coding = values.coding;
-    if (has(values.type, Field::Duration))
+    if (has(values.type, Field::Duration) && values.type != CommandType::TimerManagement)
         step.command.duration = duration(values.duration);
     step.command.immediateResponse = has(values.type, Field::Immediate) && values.isImmediate;
     for (const Filler &filler : fillers) {
@@ -277,7 +312,7 @@ QString problemOfFrame(const cat::Bytes &bytes)
 
 const std::vector<CommandRecipe> &commandRecipes()
 {
-    constexpr std::uint8_t clearedByUser = 0x80, anyCharacter = 0x01;
+    constexpr std::uint8_t clearedByUser = 0x80, anyCharacter = 0x01, dateAndTime = 0x03, oneLanguage = 0x01;
     static const std::vector<CommandRecipe> recipes{
         {CommandType::DisplayText, clearedByUser, {Field::Text, Field::Coding, Field::Duration, Field::Immediate}},
         {CommandType::GetInkey, anyCharacter, {Field::Text, Field::Coding, Field::Duration}},
@@ -294,6 +329,13 @@ const std::vector<CommandRecipe> &commandRecipes()
         {CommandType::LaunchBrowser, 0, {Field::Text, Field::Url}},
         {CommandType::Refresh, 3, {Field::Text, Field::Files}},
         {CommandType::SetUpIdleModeText, 0, {Field::Text, Field::Coding}},
+        {CommandType::MoreTime, 0, {}},
+        {CommandType::PollInterval, 0, {Field::Duration}},
+        {CommandType::PollingOff, 0, {}},
+        {CommandType::SetUpEventList, 0, {Field::Events}},
+        {CommandType::ProvideLocalInformation, dateAndTime, {}},
+        {CommandType::TimerManagement, 0, {Field::Timer, Field::Duration}},
+        {CommandType::LanguageNotification, oneLanguage, {Field::Language}},
     };
     return recipes;
 }

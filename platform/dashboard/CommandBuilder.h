@@ -28,6 +28,9 @@ enum class CommandField {
     Code, ///< of SS and USSD
     Url,
     Files,     ///< paths in hexadecimal digits, with blanks in between
+    Events,    ///< their numbers in hexadecimal digits
+    Timer,     ///< 1 to 8
+    Language,  ///< two letters
     Immediate, ///< answered at once
 };
 
@@ -58,6 +61,9 @@ struct CommandValues {
     QString code;
     QString url;
     QString files;
+    QString events;
+    int timer = 1;
+    QString language;
     bool isImmediate = false;
 };
 

@@ -147,6 +147,10 @@ void CommandForm::createFields()
     m_codeLineEdit = named(new QLineEdit("*100#"), "codeLineEdit", tr("Code"));
     m_urlLineEdit = named(new QLineEdit("http://www.example.com/"), "urlLineEdit", tr("Web address"));
     m_filesLineEdit = named(new QLineEdit, "filesLineEdit", tr("Paths of changed files, in hex"));
+    m_eventsLineEdit = named(new QLineEdit("04"), "eventsLineEdit", tr("Numbers of events, in hex"));
+    m_timerSpinBox = spinBox("timerSpinBox", tr("Number of the timer"), 1);
+    m_timerSpinBox->setRange(1, cat::timerCount);
+    m_languageLineEdit = named(new QLineEdit("en"), "commandLanguageLineEdit", tr("Language, two letters"));
     m_immediateCheckBox = named(new QCheckBox(tr("&Answered at once")), "immediateCheckBox", tr("Answered at once"));
 
     m_fields = {
@@ -158,6 +162,9 @@ void CommandForm::createFields()
         {CommandField::Code, tr("C&ode"), m_codeLineEdit},
         {CommandField::Url, tr("Web addr&ess"), m_urlLineEdit},
         {CommandField::Files, tr("Fil&es"), m_filesLineEdit},
+        {CommandField::Events, tr("Eve&nts"), m_eventsLineEdit},
+        {CommandField::Timer, tr("&Timer"), m_timerSpinBox},
+        {CommandField::Language, tr("Langua&ge"), m_languageLineEdit},
         {CommandField::Coding, tr("Codin&g"), m_codingComboBox},
         {CommandField::Minimum, tr("At &least"), m_minimumSpinBox},
         {CommandField::Maximum, tr("At m&ost"), m_maximumSpinBox},
@@ -285,6 +292,9 @@ CommandValues CommandForm::values() const
     values.code = m_codeLineEdit->text();
     values.url = m_urlLineEdit->text();
     values.files = m_filesLineEdit->text();
+    values.events = m_eventsLineEdit->text();
+    values.timer = m_timerSpinBox->value();
+    values.language = m_languageLineEdit->text();
     values.isImmediate = m_immediateCheckBox->isChecked();
     return values;
 }

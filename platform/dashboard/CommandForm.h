@@ -79,6 +79,9 @@ private:
     QLineEdit *m_codeLineEdit;
     QLineEdit *m_urlLineEdit;
     QLineEdit *m_filesLineEdit;
+    QLineEdit *m_eventsLineEdit;
+    QSpinBox *m_timerSpinBox;
+    QLineEdit *m_languageLineEdit;
     QCheckBox *m_immediateCheckBox;
     QPlainTextEdit *m_bytesEdit;
     QLabel *m_wordsLabel;

@@ -17,7 +17,7 @@ namespace
 const std::array<std::pair<EntryKind, const char *>, 7> directions{{
     {EntryKind::Command, "card asks"},
     {EntryKind::Response, "answer"},
-    {EntryKind::Envelope, "user picks"},
+    {EntryKind::Envelope, "envelope"},
     {EntryKind::Device, "device"},
     {EntryKind::Note, "note"},
     {EntryKind::Host, "host"},

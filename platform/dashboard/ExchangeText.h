@@ -32,7 +32,7 @@ struct SessionEntry {
     cat::Bytes answer; ///< of an APDU: data and status word
 };
 
-/// "card asks", "answer", "user picks", "device", "note", "host" or "APDU"; any other kind as its number.
+/// "card asks", "answer", "envelope", "device", "note", "host" or "APDU"; any other kind as its number.
 QString directionOf(EntryKind kind);
 
 /// "D0 1A 81".

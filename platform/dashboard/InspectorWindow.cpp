@@ -15,6 +15,7 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -47,7 +48,7 @@ const KindChoice kindChoices[] = {
       EntryKind::Apdu}},
     {QT_TRANSLATE_NOOP("dashboard::InspectorWindow", "What the card asks"), {EntryKind::Command}},
     {QT_TRANSLATE_NOOP("dashboard::InspectorWindow", "Answers"), {EntryKind::Response}},
-    {QT_TRANSLATE_NOOP("dashboard::InspectorWindow", "What the user picks"), {EntryKind::Envelope}},
+    {QT_TRANSLATE_NOOP("dashboard::InspectorWindow", "Envelopes: choices and timers"), {EntryKind::Envelope}},
     {QT_TRANSLATE_NOOP("dashboard::InspectorWindow", "Device and notes"), {EntryKind::Device, EntryKind::Note}},
     {QT_TRANSLATE_NOOP("dashboard::InspectorWindow", "The dashboard"), {EntryKind::Host}},
     {QT_TRANSLATE_NOOP("dashboard::InspectorWindow", "APDUs"), {EntryKind::Apdu}},
@@ -92,6 +93,7 @@ InspectorWindow::InspectorWindow(SessionModel &model, Session &session) : m_mode
     layout->addWidget(createStatus());
     connectAll();
     showTurn();
+    showDetails();
     m_table->setFocus();
 }
 
@@ -168,14 +170,26 @@ QWidget *InspectorWindow::createTable()
     header->setStretchLastSection(true);
     const QFontMetrics metrics = m_table->fontMetrics();
     m_table->setColumnWidth(SessionModel::TimeColumn, metrics.horizontalAdvance("00:00:00.000") + 24);
-    m_table->setColumnWidth(SessionModel::DirectionColumn, metrics.horizontalAdvance("user picks") + 24);
+    m_table->setColumnWidth(SessionModel::DirectionColumn, metrics.horizontalAdvance("card asks") + 24);
     m_table->setColumnWidth(SessionModel::TextColumn, metrics.horizontalAdvance('x') * 56);
     return m_table;
+}
+
+/// A line may be of any length and without a blank, so it breaks anywhere and scrolls.
+void InspectorWindow::createLine(QWidget *parent)
+{
+    m_lineEdit = named(new QPlainTextEdit(parent), "lineTextEdit", tr("The chosen line, whole"));
+    m_lineEdit->setReadOnly(true);
+    m_lineEdit->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+    m_lineEdit->setTabChangesFocus(true);
+    m_lineEdit->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    m_lineEdit->setFixedHeight(m_lineEdit->fontMetrics().lineSpacing() * 2 + 14);
 }
 
 QWidget *InspectorWindow::createDetails()
 {
     auto *details = new QWidget(this);
+    createLine(details);
     m_details = named(new QTreeWidget(details), "detailsTree", tr("What the bytes say"));
     m_details->setHeaderLabels({tr("Tag"), tr("Name"), tr("Length"), tr("Value")});
     m_details->header()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter);
@@ -187,10 +201,10 @@ QWidget *InspectorWindow::createDetails()
     m_bytesLineEdit = named(new QLineEdit(details), "bytesLineEdit", tr("Bytes of the chosen line"));
     m_bytesLineEdit->setReadOnly(true);
     m_bytesLineEdit->setFont(fixedFont(m_bytesLineEdit->font()));
-    m_bytesLineEdit->setPlaceholderText(tr("Choose a line to see its bytes"));
 
     auto *layout = new QVBoxLayout(details);
     layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_lineEdit);
     layout->addWidget(m_details, 1);
     layout->addWidget(m_bytesLineEdit);
     return details;
@@ -246,7 +260,7 @@ void InspectorWindow::connectAll()
         if (m_wasAtEnd)
             m_table->scrollToBottom();
     });
-    connect(m_table->selectionModel(), &QItemSelectionModel::currentRowChanged, this, &InspectorWindow::showDetails);
+    connect(m_table->selectionModel(), &QItemSelectionModel::selectionChanged, this, &InspectorWindow::showDetails);
     connect(&m_filter, &QAbstractItemModel::modelReset, this, &InspectorWindow::showDetails);
     connect(m_commandForm, &CommandForm::raiseAsked, this, &InspectorWindow::raiseCommand);
     connect(m_cardPanel, &CardPanel::reported, this, &InspectorWindow::setReport);
@@ -281,14 +295,26 @@ void InspectorWindow::choose(int kindIndex)
     m_table->scrollToBottom();
 }
 
+/// The line that was chosen last. The current one alone is not chosen: a table makes its first one that when it gets
+/// the focus.
+QModelIndex InspectorWindow::chosenLine() const
+{
+    const QModelIndex current = m_table->currentIndex();
+    return m_table->selectionModel()->isSelected(current) ? m_filter.mapToSource(current) : QModelIndex();
+}
+
 void InspectorWindow::showDetails()
 {
+    m_lineEdit->clear();
     m_details->clear();
     m_bytesLineEdit->clear();
-    const QModelIndex index = m_filter.mapToSource(m_table->currentIndex());
+    const QModelIndex index = chosenLine();
+    m_bytesLineEdit->setPlaceholderText(index.isValid() ? tr("This line has no bytes")
+                                                        : tr("Choose a line to see its bytes"));
     if (!index.isValid())
         return;
     const SessionEntry &entry = m_model.entry(index.row());
+    m_lineEdit->setPlainText(readable(entry.text));
     for (const cat::Explanation &object : explainEntry(entry))
         m_details->addTopLevelItem(itemOf(object));
     m_details->expandAll();

@@ -12,6 +12,7 @@ QT_BEGIN_NAMESPACE
 class QComboBox;
 class QLabel;
 class QLineEdit;
+class QPlainTextEdit;
 class QPushButton;
 class QTabWidget;
 class QTableView;
@@ -56,6 +57,7 @@ private:
     QWidget *createFilterRow();
     QWidget *createTable();
     QWidget *createDetails();
+    void createLine(QWidget *parent);
     QWidget *createButtons();
     void connectAll();
     QWidget *createStatus();
@@ -64,6 +66,7 @@ private:
     void setReport(const QString &text);
     void choose(int kindIndex);
     void showDetails();
+    QModelIndex chosenLine() const;
     bool isAtEnd() const;
 
     SessionModel &m_model;
@@ -77,6 +80,7 @@ private:
     QComboBox *m_kindComboBox = nullptr;
     QLineEdit *m_searchLineEdit = nullptr;
     QTableView *m_table = nullptr;
+    QPlainTextEdit *m_lineEdit = nullptr; ///< what the table cuts off
     QTreeWidget *m_details = nullptr;
     QLineEdit *m_bytesLineEdit = nullptr;
     QPushButton *m_copyButton = nullptr;

@@ -146,7 +146,7 @@ void tst_InspectorBeside::inspectorIsUsableBesideEveryWindow_data()
     const auto row = [](const char *name, const char *step, const QStringList &answer, const char *line) {
         QTest::newRow(name) << QByteArray(step) << answer << QString(line);
     };
-    row("menu", "", {}, "user picks: MENU SELECTION \"Item\"");
+    row("menu", "", {}, "envelope: MENU SELECTION \"Item\"");
     row("text", "display: Hello", {"Tab", "space"}, "answer: DISPLAY TEXT: ");
     row("input, which grabs the keyboard", "input: {prompt: Code, min: 2, max: 4, digits: true}", {"1", "2", "Return"},
         "answer: GET INPUT: 00 command performed successfully, \"12\"");

@@ -30,7 +30,7 @@ expect() {
             text="${line% | *}" bytes="${line##* | }"
             case "$line" in
                 "$1"*) return ;;
-                "card asks: "* | "answer: "* | "user picks: "* | "note: "*) fail "instead of '$1' there was '$text'" ;;
+                "card asks: "* | "answer: "* | "envelope: "* | "note: "*) fail "instead of '$1' there was '$text'" ;;
             esac
         done
         still_runs "$1"
@@ -120,8 +120,8 @@ choose() {
     esac
     if [[ -n "$at_main_menu" ]]; then
         command="(main menu)"
-        expect "user picks: MENU SELECTION \"$1\""
-        tell "${text#user picks: }"
+        expect "envelope: MENU SELECTION \"$1\""
+        tell "${text#envelope: }"
     else
         answers "SELECT ITEM: 00 command performed successfully, \"$1\""
     fi

@@ -19,6 +19,10 @@ private slots:
     void setWindowFlagsKeepsItADialogWindow();
     void partsHaveNamesForStyleSheets();
     void closeButtonIsTheDefaultButton();
+    void crossIsSharpOnAFineScreen_data();
+    void crossIsSharpOnAFineScreen();
+    void borderIsWholeAtEveryScale_data();
+    void borderIsWholeAtEveryScale();
     void titleIsShownAsItIs_data();
     void titleIsShownAsItIs();
     void longTitleIsCutAndFoundInTheToolTip();
@@ -83,6 +87,19 @@ QLabel *title(const QWidget &frame)
 QWidget *titleBar(const QWidget &frame)
 {
     return frame.findChild<QWidget *>("ExtendDialog_TitleBar");
+}
+
+/// Whether every square of 2 x 2 dots has one colour, as in a picture for a coarser screen that was made larger.
+bool isDoubled(const QImage &picture)
+{
+    for (int y = 0; y + 1 < picture.height(); y += 2) {
+        for (int x = 0; x + 1 < picture.width(); x += 2) {
+            const QRgb dot = picture.pixel(x, y);
+            if (picture.pixel(x + 1, y) != dot || picture.pixel(x, y + 1) != dot || picture.pixel(x + 1, y + 1) != dot)
+                return false;
+        }
+    }
+    return true;
 }
 
 /// A question, a field and two buttons, spaced as an input dialog is.
@@ -180,6 +197,61 @@ void tst_ExtendDialog::closeButtonIsTheDefaultButton()
         QCOMPARE(button->isDefault(), button == closeButton(frame));
     }
     QVERIFY(!(closeButton(frame)->focusPolicy() & Qt::TabFocus));
+}
+
+void tst_ExtendDialog::crossIsSharpOnAFineScreen_data()
+{
+    QTest::addColumn<QString>("sheet");
+    QTest::newRow("own look") << QString();
+    QTest::newRow("style sheet") << QString("#ExtendDialog_BtnClose { background: transparent; border: none; }");
+}
+
+void tst_ExtendDialog::crossIsSharpOnAFineScreen()
+{
+    QFETCH(QString, sheet);
+    ExtendDialog frame(nullptr, Qt::WindowCloseButtonHint, 1);
+    frame.setStyleSheet(sheet);
+    frame.show();
+    QPushButton *button = closeButton(frame);
+    QImage picture(button->size() * 2, QImage::Format_RGB32);
+    picture.setDevicePixelRatio(2);
+    picture.fill(Qt::black);
+    button->render(&picture, QPoint(), QRegion(), QWidget::RenderFlags());
+    QCOMPARE(picture.pixelColor(button->width(), button->height()), QColor(Qt::white)); // the middle of the cross
+    QVERIFY(!isDoubled(picture));
+}
+
+void tst_ExtendDialog::borderIsWholeAtEveryScale_data()
+{
+    QTest::addColumn<qreal>("scale");
+    QTest::addColumn<int>("width");
+    for (const int percent : {100, 125, 150, 200}) {
+        for (const int width : {300, 301, 302, 303})
+            QTest::addRow("%d %%, %d wide", percent, width) << percent / 100.0 << width;
+    }
+}
+
+void tst_ExtendDialog::borderIsWholeAtEveryScale()
+{
+    QFETCH(qreal, scale);
+    QFETCH(int, width);
+    ExtendDialog frame(nullptr, Qt::WindowCloseButtonHint, 1);
+    QWidget *content = new QWidget(&frame);
+    content->setAutoFillBackground(true);
+    content->setPalette(Qt::white);
+    frame.AddMainWidget(content);
+    frame.resize(width, width);
+    frame.show();
+    const int dots = qCeil(width * scale - 0.5); // those whose middle is within the window
+    QImage picture(dots, dots, QImage::Format_RGB32);
+    picture.setDevicePixelRatio(scale);
+    picture.fill(Qt::red);
+    frame.render(&picture);
+    const QRgb colour = picture.pixel(0, dots / 2);
+    QVERIFY(colour != QColor(Qt::red).rgb() && colour != picture.pixel(dots / 2, dots / 2));
+    QCOMPARE(picture.pixel(dots - 1, dots / 2), colour);
+    QCOMPARE(picture.pixel(dots / 2, dots - 1), colour);
+    QCOMPARE(picture.pixel(dots / 2, 0), colour);
 }
 
 void tst_ExtendDialog::titleIsShownAsItIs_data()

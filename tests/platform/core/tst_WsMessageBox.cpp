@@ -24,6 +24,7 @@ private slots:
     void longTextWrapsAndTheFrameHoldsIt_data();
     void longTextWrapsAndTheFrameHoldsIt();
     void shortTextMakesASmallFrame();
+    void shortTextFillsItsFrame();
     void frameGrowsWithAButtonText();
     void onlyTheLastDefaultButtonLooksDefault();
     void returnPressesTheLastDefaultButton_data();
@@ -199,6 +200,22 @@ void tst_WsMessageBox::shortTextMakesASmallFrame()
     QVERIFY(m_frame->width() < 300);
     QVERIFY(m_frame->height() < 150);
     QVERIFY(m_frame->rect().contains(m_box->geometry()));
+}
+
+/// No gap beside the box, also when it makes its size anew.
+void tst_WsMessageBox::shortTextFillsItsFrame()
+{
+    m_box->setText("Hi");
+    delete m_cancel;
+    QVERIFY(realinput::show(m_frame));
+    QVERIFY(m_frame->width() >= 220);
+    QCOMPARE(m_box->width(), m_frame->width() - 2);
+    const int before = m_frame->height();
+    m_box->setText("One\nTwo\nThree\nFour");
+    QTRY_VERIFY(m_frame->height() > before);
+    QCOMPARE(m_box->width(), m_frame->width() - 2);
+    const int right = m_ok->mapTo(m_frame, m_ok->rect().topRight()).x();
+    QVERIFY2(right > m_frame->width() - 30, qPrintable(QString::number(right)));
 }
 
 void tst_WsMessageBox::frameGrowsWithAButtonText()

@@ -51,6 +51,9 @@ void tst_ApduText::apduIsToldInWords_data()
     row("fetch", "8012000002", "D0009000", "FETCH, 2 bytes: 9000 done");
     row("response", "801400000101", "9000", "TERMINAL RESPONSE, 1 byte: 9000 done");
     row("envelope", "80C2000001D3", "9300", "ENVELOPE, 1 byte: 9300 the card is busy");
+    row("choice", "80C2000009D30782020181900101", "9118", "ENVELOPE MENU SELECTION, 9 bytes: 9118 a command waits");
+    row("timer", "80C200000CD70A82028281A40101A50100", "9000", "ENVELOPE TIMER EXPIRATION, 12 bytes: 9000 done");
+    row("envelope of another kind", "80C2000009D60782020181990104", "9000", "ENVELOPE, 9 bytes: 9000 done");
     row("status", "80F2000C00", "9000", "STATUS: 9000 done");
     row("get response", "00C0000001", "019000", "GET RESPONSE, 1 byte: 9000 done");
     row("unknown instruction", "80AA0000", "6D00", "instruction AA: 6D00 unknown instruction");

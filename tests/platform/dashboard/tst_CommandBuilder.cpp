@@ -13,6 +13,7 @@ private slots:
     void everyTypeMakesACommandThatTheTerminalTakes_data();
     void everyTypeMakesACommandThatTheTerminalTakes();
     void valuesReachTheCommand();
+    void valuesOfTheTerminalsOwnCommandsReachThem();
     void codingIsTheOneAskedFor_data();
     void codingIsTheOneAskedFor();
     void durationTakesTheUnitThatHoldsIt_data();
@@ -39,6 +40,9 @@ CommandValues tst_CommandBuilder::filled(CommandType type)
     values.message = "Hi";
     values.code = "*100#";
     values.url = "http://www.example.com/";
+    values.events = "04 07";
+    values.timer = 8;
+    values.language = "fr";
     values.duration = 5;
     return values;
 }
@@ -96,6 +100,24 @@ void tst_CommandBuilder::valuesReachTheCommand()
     values.files = "3F006F07 3F007F206F07";
     QVERIFY(cat::decodeCommand(buildCommand(values).bytes).command.fileList ==
             cat::Bytes({2, 0x3F, 0x00, 0x6F, 0x07, 0x3F, 0x00, 0x7F, 0x20, 0x6F, 0x07}));
+}
+
+/// Of the commands that need no user; a profile cannot raise them.
+void tst_CommandBuilder::valuesOfTheTerminalsOwnCommandsReachThem()
+{
+    const auto made = [](CommandType type, std::uint8_t qualifier) {
+        CommandValues values = filled(type);
+        values.qualifier = qualifier;
+        return cat::decodeCommand(buildCommand(values).bytes).command;
+    };
+    QCOMPARE(made(CommandType::PollInterval, 0).duration->seconds(), 5);
+    QVERIFY(made(CommandType::SetUpEventList, 0).eventList == cat::Bytes({0x04, 0x07}));
+    QVERIFY(made(CommandType::LanguageNotification, 1).language == "fr");
+    const cat::Command start = made(CommandType::TimerManagement, 0), look = made(CommandType::TimerManagement, 2);
+    QCOMPARE(int(*start.timerId), 8);
+    QVERIFY(start.timerValue == std::chrono::seconds(5));
+    QVERIFY(!start.duration);
+    QVERIFY(look.timerId && !look.timerValue);
 }
 
 void tst_CommandBuilder::codingIsTheOneAskedFor_data()
@@ -169,6 +191,12 @@ void tst_CommandBuilder::valuesThatCannotBeAreRefused_data()
     QTest::newRow("lengths") << int(CommandType::GetInput) << ""
                              << "longer than the longest";
     QTest::newRow("text") << int(CommandType::DisplayText) << QString(300, 'x') << "256 at most";
+    QTest::newRow("events") << int(CommandType::SetUpEventList) << "4"
+                            << "'4' are no events";
+    QTest::newRow("no poll interval") << int(CommandType::PollInterval) << ""
+                                      << "between two polls";
+    QTest::newRow("no time for a timer") << int(CommandType::TimerManagement) << ""
+                                         << "of a second at least";
 }
 
 void tst_CommandBuilder::valuesThatCannotBeAreRefused()
@@ -182,6 +210,8 @@ void tst_CommandBuilder::valuesThatCannotBeAreRefused()
     values.message = value;
     values.code = value;
     values.files = value;
+    values.events = value;
+    values.duration = 0;
     if (values.type == CommandType::DisplayText)
         values.text = value;
     values.minimum = 5;

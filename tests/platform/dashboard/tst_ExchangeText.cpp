@@ -28,7 +28,10 @@ void tst_ExchangeText::lineTellsAll_data()
     QTest::newRow("command") << int(Kind::Command) << QByteArray("SELECT ITEM") << QByteArray("\xD0\x01\xfe")
                              << "card asks: SELECT ITEM | D0 01 FE";
     QTest::newRow("response") << int(Kind::Response) << QByteArray("done") << QByteArray("\x81") << "answer: done | 81";
-    QTest::newRow("envelope") << int(Kind::Envelope) << QByteArray("item 3") << none << "user picks: item 3";
+    QTest::newRow("choice") << int(Kind::Envelope) << QByteArray("MENU SELECTION \"One\"") << QByteArray("\xD3")
+                            << "envelope: MENU SELECTION \"One\" | D3";
+    QTest::newRow("timer") << int(Kind::Envelope) << QByteArray("TIMER EXPIRATION, timer 1 after 300 s")
+                           << QByteArray("\xD7") << "envelope: TIMER EXPIRATION, timer 1 after 300 s | D7";
     QTest::newRow("device") << int(Kind::Device) << QByteArray("gone") << none << "device: gone";
     QTest::newRow("note") << int(Kind::Note) << QByteArray("odd") << none << "note: odd";
     QTest::newRow("no known kind") << 99 << QByteArray("odd") << none << "kind 99: odd";

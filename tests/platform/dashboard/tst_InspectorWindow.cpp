@@ -24,6 +24,7 @@
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextCursor>
 #include <QTreeWidget>
 #include <QtCore/QFile>
 
@@ -58,6 +59,8 @@ private slots:
     void scrolledUpTableStays();
     void searchAndKindNarrowTheTable();
     void chosenLineIsDecoded();
+    void longLineIsReadWhole_data();
+    void longLineIsReadWhole();
     void clearedTableHasNoDetails();
     void copiesTheChosenLinesAsHex();
     void copyWithoutBytesTellsWhatToDo();
@@ -232,6 +235,36 @@ void tst_InspectorWindow::chosenLineIsDecoded()
     QVERIFY(find<QLineEdit>("bytesLineEdit")->isReadOnly());
 }
 
+void tst_InspectorWindow::longLineIsReadWhole_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::newRow("words") << QString("the card does not answer ").repeated(30);
+    QTest::newRow("one word") << QString(1000, 'W');
+    QTest::newRow("what looks like markup") << QString("<b>no reader</b> ").repeated(30);
+}
+
+/// The table cuts it off; the field below has all of it, to the last character, however far one must scroll.
+void tst_InspectorWindow::longLineIsReadWhole()
+{
+    QFETCH(QString, text);
+    add(EntryKind::Note, text);
+    auto *field = find<QPlainTextEdit>("lineTextEdit");
+    find<QLineEdit>("searchLineEdit")->setFocus();
+    find<QTableView>("sessionTable")->setFocus();
+    QCOMPARE(field->toPlainText(), QString()); // the focus alone chooses none
+    const int width = m_window->width();
+    find<QTableView>("sessionTable")->selectRow(0);
+    QCOMPARE(field->toPlainText(), text);
+    QVERIFY(field->isReadOnly());
+    QCOMPARE(m_window->width(), width);
+    QCOMPARE(field->horizontalScrollBar()->maximum(), 0);
+    field->verticalScrollBar()->setValue(field->verticalScrollBar()->maximum());
+    QTextCursor end(field->document());
+    end.movePosition(QTextCursor::End);
+    QVERIFY(field->viewport()->rect().contains(field->cursorRect(end)));
+    QVERIFY(find<QLineEdit>("bytesLineEdit")->placeholderText().contains("no bytes"));
+}
+
 void tst_InspectorWindow::clearedTableHasNoDetails()
 {
     add(EntryKind::Command, "DISPLAY TEXT", "D000");
@@ -241,6 +274,7 @@ void tst_InspectorWindow::clearedTableHasNoDetails()
     QCOMPARE(m_model->rowCount(), 0);
     QCOMPARE(find<QTreeWidget>("detailsTree")->topLevelItemCount(), 0);
     QCOMPARE(find<QLineEdit>("bytesLineEdit")->text(), QString());
+    QCOMPARE(find<QPlainTextEdit>("lineTextEdit")->toPlainText(), QString());
 }
 
 void tst_InspectorWindow::copiesTheChosenLinesAsHex()
