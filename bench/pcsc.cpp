@@ -2,8 +2,8 @@
 // by tools/with-own-pcsc.
 #include "cat/Bytes.h"
 #include "sdk/SdkControl.h"
+#include "support/CardInReader.h"
 #include "support/PcscService.h"
-#include "support/VpcdCard.h"
 
 #include <benchmark/benchmark.h>
 
@@ -72,7 +72,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "%s\n", error.c_str());
         return EXIT_FAILURE;
     }
-    VpcdCard card(VpcdCard::atr(0), {[] {}, [](const cat::Bytes &) { return VpcdCard::Answer{{0x90, 0x00}}; }});
+    CardInReader card({[] {}, [](const cat::Bytes &) { return card::CardAnswer{{0x90, 0x00}}; }});
     card.insert();
     if (!PcscService::waitForCard(true))
         return EXIT_FAILURE;

@@ -42,7 +42,7 @@ cat::Bytes bytesOf(const char *hex)
 
 FaultCard::FaultCard(std::uint32_t seed) : m_random(seed) {}
 
-VpcdCard::Chip FaultCard::chip()
+stkcard::Chip FaultCard::chip()
 {
     return {[this] { reset(); }, [this](const cat::Bytes &apdu) { return transmit(apdu); }};
 }
@@ -80,7 +80,7 @@ void FaultCard::reset()
     m_waiting.clear();
 }
 
-VpcdCard::Answer FaultCard::transmit(const cat::Bytes &apdu)
+card::CardAnswer FaultCard::transmit(const cat::Bytes &apdu)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_nonsense == 0)

@@ -1,7 +1,7 @@
 #ifndef TESTS_FAULTCARD_H
 #define TESTS_FAULTCARD_H
 
-#include "support/VpcdCard.h"
+#include "stkcard/VpcdCard.h"
 
 #include <cstdint>
 #include <mutex>
@@ -24,8 +24,8 @@ public:
 
     explicit FaultCard(std::uint32_t seed);
 
-    /// For a VpcdCard; this must outlive it.
-    VpcdCard::Chip chip();
+    /// For a CardInReader; this must outlive it.
+    stkcard::Chip chip();
 
     /// The next `count` answers are noise: any bytes, of any length up to 258, or none.
     void talkNonsense(int count);
@@ -38,7 +38,7 @@ public:
 
 private:
     void reset();
-    VpcdCard::Answer transmit(const cat::Bytes &apdu);
+    card::CardAnswer transmit(const cat::Bytes &apdu);
     cat::Bytes answerTo(const cat::Bytes &apdu);
     cat::Bytes announce(const cat::Bytes &command);
     cat::Bytes noise();

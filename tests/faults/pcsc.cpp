@@ -4,6 +4,7 @@
 #include "sdk/MDSVStk.h"
 #include "sdk/PcscChannel.h"
 #include "sdk/SdkControl.h"
+#include "support/CardInReader.h"
 #include "support/PcscService.h"
 
 #include <dirent.h>
@@ -148,7 +149,7 @@ bool waitUntil(Condition condition, milliseconds time = limit)
 }
 
 struct World {
-    explicit World(std::uint32_t seed) : random(seed), card(seed + 1), inReader(VpcdCard::atr(0), card.chip()) {}
+    explicit World(std::uint32_t seed) : random(seed), card(seed + 1), inReader(card.chip()) {}
 
     /// Up to so many milliseconds.
     void pause(unsigned most) { std::this_thread::sleep_for(std::chrono::microseconds(random() % (most * 1000))); }
@@ -156,7 +157,7 @@ struct World {
     std::mt19937 random;
     PcscService service;
     FaultCard card;
-    VpcdCard inReader;
+    CardInReader inReader;
     std::string problem;
 };
 

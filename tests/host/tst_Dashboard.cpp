@@ -67,6 +67,7 @@ private slots:
     void choicesAreRemembered();
     void cardIsAsTheLastTime();
     void environmentNamesTheCard();
+    void cardOfTheEnvironmentIsTheDashboardsAffair();
 
 private:
     QString write(const QString &name, const QByteArray &content) const;
@@ -435,6 +436,21 @@ void tst_Dashboard::environmentNamesTheCard()
     sendSignal(SIGTERM);
     QVERIFY(waitForEnd());
     QCOMPARE(m_output.count("SET UP MENU \"Named menu\""), 1);
+}
+
+/// The device-service library would open it by itself as soon as the plug-in is loaded, and say that it cannot.
+void tst_Dashboard::cardOfTheEnvironmentIsTheDashboardsAffair()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("STK_CARD", "/nowhere/card.yaml");
+    m_program.setProcessEnvironment(environment);
+    start({"--print-session", "--no-device"});
+    QVERIFY(waitForLine("host: ready with"));
+    sendSignal(SIGTERM);
+    QVERIFY(waitForEnd());
+    QCOMPARE(m_program.exitCode(), 0);
+    const QString said = m_output + m_errors;
+    QVERIFY2(!said.contains("STK_CARD"), qPrintable(said));
 }
 
 QTEST_GUILESS_MAIN(tst_Dashboard)

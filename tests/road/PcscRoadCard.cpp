@@ -2,8 +2,8 @@
 
 #include "card/VirtualCard.h"
 #include "sdk/SdkControl.h"
+#include "support/CardInReader.h"
 #include "support/PcscService.h"
-#include "support/VpcdCard.h"
 
 // The card on the other side of a real PC/SC service, which stays for the whole program.
 
@@ -11,26 +11,27 @@ namespace
 {
 
 /// What is in the reader; each reset makes it new.
-VpcdCard::Chip chip(const std::string &profile)
+stkcard::Chip chip(const std::string &profile)
 {
     const auto card = std::make_shared<card::VirtualCard>(card::loadProfile(profile));
     const auto transmit = [card](const cat::Bytes &apdu) {
         card::CardAnswer answer = card->transmit(apdu);
-        return VpcdCard::Answer{std::move(answer.bytes), answer.delay + sdk::usualCardLatency};
+        answer.delay += sdk::usualCardLatency;
+        return answer;
     };
     return {[card] { card->reset(); }, transmit};
 }
 
 struct Reader {
     PcscService service;
-    std::unique_ptr<VpcdCard> card;
+    std::unique_ptr<CardInReader> card;
 };
 
 bool prepare(Reader *reader, const std::string &profile, std::string *error)
 {
     if (!reader->service.start(error))
         return false;
-    reader->card = std::make_unique<VpcdCard>(VpcdCard::atr(0), chip(profile));
+    reader->card = std::make_unique<CardInReader>(chip(profile));
     reader->card->insert();
     if (PcscService::waitForCard(true))
         return true;

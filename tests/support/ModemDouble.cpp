@@ -27,6 +27,13 @@ const char *const CHATTER[] = {"RING",
                                "AT+CUSATT=8103012500",
                                "$QCSIMSTAT: 1"};
 
+/// Whether this is a response to the command with these details.
+bool answers(const cat::Bytes &data, const cat::CommandDetails &details)
+{
+    const std::optional<cat::Response> response = cat::decodeResponse(data);
+    return response && response->details.number == details.number && response->details.type == details.type;
+}
+
 bool startsWith(const std::string &text, const std::string &start)
 {
     return text.compare(0, start.size(), start) == 0;
@@ -96,6 +103,31 @@ void ModemDouble::restore()
 {
     m_peer.setSilent(false);
     m_peer.plugIn();
+}
+
+bool ModemDouble::giveUp(const cat::Bytes &next)
+{
+    std::string said;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_isOpen)
+            return false;
+        ++m_count.givenUp;
+        m_isOpen = false;
+        m_givenUp = m_details;
+        cat::Response response;
+        response.details = m_details;
+        response.result = cat::Result::NoResponseFromUser;
+        if (!next.empty())
+            m_card.raise(next);
+        milliseconds time{0};
+        Sayings sayings;
+        follow(sendToCard(RESPONSE, cat::encodeResponse(response), &time), milliseconds(0), &sayings);
+        for (const ModemPeer::Saying &saying : spoken(sayings))
+            said += saying.bytes;
+    }
+    m_peer.say(said); // whose lock comes before the one of here
+    return true;
 }
 
 void ModemDouble::loseOpen()
@@ -176,6 +208,10 @@ ModemDouble::Sayings ModemDouble::response(const std::string &text)
     cat::Bytes data;
     if (!readString(text, &data))
         return {{"ERROR"}};
+    if (m_givenUp && answers(data, *m_givenUp) && !(m_isOpen && answers(data, m_details))) {
+        ++m_count.late;
+        return {{"+CME ERROR: 100"}};
+    }
     milliseconds time{0};
     const cat::Bytes answer = sendToCard(RESPONSE, data, &time);
     const bool isTaken = statusByte(answer, 2) == 0x90 || statusByte(answer, 2) == 0x91;
@@ -241,6 +277,7 @@ std::string ModemDouble::handOver(const cat::Bytes &command)
 {
     ++m_count.handedOver;
     m_isOpen = true;
+    m_details = cat::decodeCommand(command).command.details;
     std::string hex = cat::toHex(command);
     if (m_habits.chats && chance(3))
         std::transform(hex.begin(), hex.end(), hex.begin(),

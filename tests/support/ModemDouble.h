@@ -2,10 +2,12 @@
 #define TESTS_MODEMDOUBLE_H
 
 #include "card/VirtualCard.h"
+#include "cat/Command.h"
 #include "support/ModemPeer.h"
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <vector>
@@ -45,9 +47,15 @@ public:
         int answered = 0;   ///< that got their one response
         int refused = 0;    ///< responses that the card did not want: second ones, or others' ones
         int lost = 0;       ///< commands whose modem was unplugged, silent or restarted before the response
+        int givenUp = 0;    ///< commands that the modem itself has answered in the end
+        int late = 0;       ///< responses to one of those, which had been on their way
         int open = 0;       ///< commands without a response until now: one or none
     };
     Count count() const;
+
+    /// The modem waits no longer for the response to the open command: it tells its card itself that no user has
+    /// answered. The card asks `next` then, or the session is over. False: nothing is open.
+    bool giveUp(const cat::Bytes &next = {});
 
     /// The line goes, or nothing is heard any more; what was open is lost. restore() ends either.
     void unplug();
@@ -81,7 +89,9 @@ private:
     std::string m_profile = "0"; ///< the stored one, in hexadecimal
     bool m_echoes = true;
     bool m_isStarted = false;
-    bool m_isOpen = false; ///< a command that was handed over has no response yet
+    bool m_isOpen = false;                        ///< a command that was handed over has no response yet
+    cat::CommandDetails m_details;                ///< of the last command
+    std::optional<cat::CommandDetails> m_givenUp; ///< of the last one that was
     Count m_count;
     ModemPeer m_peer; // last: its thread uses all the others
 };

@@ -10,7 +10,7 @@
 class PcscService
 {
 public:
-    /// Of the reader that a VpcdCard is put into.
+    /// Of the reader that a CardInReader is put into.
     static constexpr const char *readerName = "Virtual PCD 00 00";
 
     PcscService() = default;

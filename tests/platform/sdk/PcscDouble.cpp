@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
+#include <numeric>
 #include <optional>
 #include <utility>
 
@@ -312,6 +313,14 @@ void claimSize(DWORD size)
 int calls(const std::string &function)
 {
     return look([&](Service &s) { return s.calls[function]; });
+}
+
+int calls()
+{
+    return look([](Service &s) {
+        return std::accumulate(s.calls.begin(), s.calls.end(), 0,
+                               [](int sum, const auto &function) { return sum + function.second; });
+    });
 }
 
 int contexts()

@@ -56,6 +56,7 @@ void failNext(const std::string &function, LONG code, int count = 1);
 void claimSize(DWORD size);
 
 int calls(const std::string &function);
+int calls();    ///< of all functions
 int contexts(); ///< that are open
 int cards();    ///< that are connected
 int waiting();  ///< threads inside of functions

@@ -310,17 +310,15 @@ void tst_ModemChannel::greetsAModemThatRefusesWhatItCan()
 /// What was said to somebody else may be answered while this one is greeting.
 void tst_ModemChannel::lateAnswersOfBeforeCountForNothing()
 {
-    m_times.quiet = milliseconds(300);
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_replies["AT+CUSATR"] = {{line("+CUSATR: 0,\"F8\"") + line("OK")}};
-        m_replies["AT+CUSATW"] = {{line("ERROR")}};
-    }
+    m_times.quiet = milliseconds(1000);
+    const milliseconds late(150);
+    const milliseconds usual(30); // were it at once, an answer that is one behind would come before the next command
     int count = 0;
     m_peer = std::make_unique<ModemPeer>(Way::Terminal, [&](const std::string &command) {
         if (command == "AT")
-            return ++count == 1 ? Sayings{{line("OK")}, {line("OK"), milliseconds(50)}} : Sayings{{line("OK")}};
-        return command == "AT+CUSATA=1" ? Sayings{{line("OK") + handing(MENU)}} : Sayings{{line("ERROR")}};
+            return ++count == 1 ? Sayings{{line("OK")}, {line("OK"), late}} : Sayings{{line("OK")}};
+        return command == "AT+CUSATA=1" ? Sayings{{line("OK") + handing(MENU), usual}}
+                                        : Sayings{{line("ERROR"), usual}};
     });
     QVERIFY(start());
     // One answer for each: were the other OK counted, this would be the answer of AT+CUSATD.
