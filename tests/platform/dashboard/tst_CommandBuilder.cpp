@@ -169,6 +169,8 @@ void tst_CommandBuilder::valuesThatCannotBeAreRefused_data()
     QTest::newRow("lengths") << int(CommandType::GetInput) << ""
                              << "longer than the longest";
     QTest::newRow("text") << int(CommandType::DisplayText) << QString(300, 'x') << "256 at most";
+    QTest::newRow("items") << int(CommandType::SelectItem) << ""
+                           << "255 items at most";
 }
 
 void tst_CommandBuilder::valuesThatCannotBeAreRefused()
@@ -184,6 +186,8 @@ void tst_CommandBuilder::valuesThatCannotBeAreRefused()
     values.files = value;
     if (values.type == CommandType::DisplayText)
         values.text = value;
+    if (values.type == CommandType::SelectItem)
+        values.items = QStringList(QVector<QString>(256, "x").toList());
     values.minimum = 5;
     values.maximum = 4;
     const BuiltCommand built = buildCommand(values);
