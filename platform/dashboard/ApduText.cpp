@@ -128,13 +128,11 @@ std::vector<cat::Explanation> explainEntry(const SessionEntry &entry)
     const Instruction *const instruction = instructionOf(entry.bytes);
     const std::string head = cat::toHex({entry.bytes.data(), std::min(headSize, entry.bytes.size())});
     const std::size_t got = entry.answer.size() < statusSize ? 0 : entry.answer.size() - statusSize;
-    return {{head, "command", entry.bytes.size(), nameOf(entry.bytes).toStdString(),
-             objectsIn(dataOf(entry.bytes), instruction)},
-            {{},
-             "answer",
-             entry.answer.size(),
-             statusWords(entry.answer).toStdString(),
-             objectsIn({entry.answer.data(), got}, instruction)}};
+    const std::string name = nameOf(entry.bytes).toStdString();
+    const std::string status = statusWords(entry.answer).toStdString();
+    const auto asked = objectsIn(dataOf(entry.bytes), instruction);
+    const auto answered = objectsIn({entry.answer.data(), got}, instruction);
+    return {{head, "command", entry.bytes.size(), name, asked}, {{}, "answer", entry.answer.size(), status, answered}};
 }
 
 } // namespace dashboard

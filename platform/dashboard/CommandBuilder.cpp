@@ -229,11 +229,11 @@ const Filler fillers[] = {
 
 bool has(CommandType type, Field field)
 {
-    for (const CommandRecipe &recipe : commandRecipes()) {
-        if (recipe.type == type)
-            return std::find(recipe.fields.begin(), recipe.fields.end(), field) != recipe.fields.end();
-    }
-    return false;
+    const std::vector<CommandRecipe> &recipes = commandRecipes();
+    return std::any_of(recipes.begin(), recipes.end(), [=](const CommandRecipe &recipe) {
+        return recipe.type == type &&
+               std::find(recipe.fields.begin(), recipe.fields.end(), field) != recipe.fields.end();
+    });
 }
 
 cat::Command commandOf(const CommandValues &values)

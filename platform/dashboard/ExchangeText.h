@@ -4,7 +4,6 @@
 #include "sdk/SdkControl.h"
 
 #include <QtCore/QDateTime>
-#include <QtCore/QMetaType>
 #include <QtCore/QString>
 
 #include <optional>
@@ -59,7 +58,5 @@ QString toLine(const SessionEntry &entry);
 QString readable(QString text);
 
 } // namespace dashboard
-
-Q_DECLARE_METATYPE(dashboard::SessionEntry)
 
 #endif // DASHBOARD_EXCHANGETEXT_H

@@ -131,8 +131,6 @@ LONG PcscCard::findClass()
 
 LONG PcscCard::transmit(cat::Bytes apdu, cat::Bytes *answer)
 {
-    if (!m_isConnected)
-        return SCARD_W_REMOVED_CARD;
     if (m_protocol == SCARD_PROTOCOL_T0)
         fitToT0(&apdu);
     const SCARD_IO_REQUEST *const protocol = m_protocol == SCARD_PROTOCOL_T0 ? SCARD_PCI_T0 : SCARD_PCI_T1;

@@ -25,8 +25,8 @@ public:
     /// what went wrong.
     LONG reset(const std::string &reader, const std::atomic<bool> &isWanted);
 
-    /// One command APDU and the answer to it. An answer without a status word, or longer than any card's, is
-    /// SCARD_E_COMM_DATA_LOST.
+    /// One command APDU and the answer to it, of a card that reset() has found. An answer without a status word, or
+    /// longer than any card's, is SCARD_E_COMM_DATA_LOST.
     LONG transmit(cat::Bytes apdu, cat::Bytes *answer);
 
     /// 80, or A0 for a SIM of before the UICC. Good after reset().

@@ -72,8 +72,6 @@ PcscContext::~PcscContext()
 
 LONG PcscContext::open()
 {
-    if (m_isOpen)
-        return SCARD_S_SUCCESS;
     stopAtProcessEnd();
     const LONG code = SCardEstablishContext(SCARD_SCOPE_SYSTEM, nullptr, nullptr, &m_handle);
     m_isOpen = code == SCARD_S_SUCCESS;

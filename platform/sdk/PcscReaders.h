@@ -22,7 +22,7 @@ public:
     PcscContext(const PcscContext &) = delete;
     PcscContext &operator=(const PcscContext &) = delete;
 
-    /// SCARD_S_SUCCESS also when it is open already.
+    /// Of one that is closed, as it is at first.
     LONG open();
     void close();
 

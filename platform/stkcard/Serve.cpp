@@ -110,12 +110,13 @@ private:
 
 Chip chipOf(card::VirtualCard &card, std::chrono::milliseconds latency)
 {
-    return {[&card] { card.reset(); },
-            [&card, latency](const cat::Bytes &apdu) {
-                card::CardAnswer answer = card.transmit(apdu);
-                answer.delay += latency;
-                return answer;
-            }};
+    const auto reset = [&card] { card.reset(); };
+    const auto transmit = [&card, latency](const cat::Bytes &apdu) {
+        card::CardAnswer answer = card.transmit(apdu);
+        answer.delay += latency;
+        return answer;
+    };
+    return {reset, transmit};
 }
 
 VpcdCard::Listener listenerFor(std::ostream &out, const std::string &place, bool printsApdus)

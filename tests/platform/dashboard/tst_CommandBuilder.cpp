@@ -197,6 +197,8 @@ void tst_CommandBuilder::valuesThatCannotBeAreRefused_data()
                                       << "between two polls";
     QTest::newRow("no time for a timer") << int(CommandType::TimerManagement) << ""
                                          << "of a second at least";
+    QTest::newRow("items") << int(CommandType::SelectItem) << ""
+                           << "255 items at most";
 }
 
 void tst_CommandBuilder::valuesThatCannotBeAreRefused()
@@ -214,6 +216,8 @@ void tst_CommandBuilder::valuesThatCannotBeAreRefused()
     values.duration = 0;
     if (values.type == CommandType::DisplayText)
         values.text = value;
+    if (values.type == CommandType::SelectItem)
+        values.items = QStringList(QVector<QString>(256, "x").toList());
     values.minimum = 5;
     values.maximum = 4;
     const BuiltCommand built = buildCommand(values);

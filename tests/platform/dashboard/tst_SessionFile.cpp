@@ -5,6 +5,9 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
+#include <csignal>
+#include <sys/resource.h>
+
 using namespace dashboard;
 
 class tst_SessionFile : public QObject
@@ -18,6 +21,8 @@ private slots:
     void nothingIsAFileToo();
     void refusalTellsWhy_data();
     void refusalTellsWhy();
+    void fullDiskIsTold_data();
+    void fullDiskIsTold();
 
 private:
     QByteArray read(const QString &name) const;
@@ -89,6 +94,31 @@ void tst_SessionFile::refusalTellsWhy()
     QFETCH(QString, name);
     QString report;
     QVERIFY(!saveSession(m_entries, m_folder.filePath(name), &report));
+    QVERIFY2(report.contains(name) && report.contains("another folder"), qPrintable(report));
+}
+
+void tst_SessionFile::fullDiskIsTold_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::newRow("text") << "full.txt";
+    QTest::newRow("capture") << "full.pcap";
+}
+
+/// No file may have more bytes than this; to the program that is as a disk without room.
+void tst_SessionFile::fullDiskIsTold()
+{
+    QFETCH(QString, name);
+    const std::vector<SessionEntry> many(1000, m_entries[1]);
+    const auto before = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit usual{};
+    QCOMPARE(getrlimit(RLIMIT_FSIZE, &usual), 0);
+    const rlimit small{1000, usual.rlim_max};
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &small), 0);
+    QString report;
+    const bool isSaved = saveSession(many, m_folder.filePath(name), &report);
+    QCOMPARE(setrlimit(RLIMIT_FSIZE, &usual), 0);
+    std::signal(SIGXFSZ, before);
+    QVERIFY(!isSaved);
     QVERIFY2(report.contains(name) && report.contains("another folder"), qPrintable(report));
 }
 

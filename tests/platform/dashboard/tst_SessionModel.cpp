@@ -25,6 +25,7 @@ private slots:
     void cardTextIsNoMarkup();
     void oldestEntriesGo();
     void clearedModelIsEmpty();
+    void cellThatIsNotThereIsEmpty();
     void apdusShowOnlyWhenAskedFor();
     void kindsNarrowTheRows();
     void searchNarrowsTheRows_data();
@@ -93,6 +94,15 @@ void tst_SessionModel::clearedModelIsEmpty()
     QCOMPARE(m_model->rowCount(), 0);
     m_model->add(entry(EntryKind::Host, "again"));
     QCOMPARE(shown(), QStringList("again"));
+}
+
+void tst_SessionModel::cellThatIsNotThereIsEmpty()
+{
+    m_model->add(entry(EntryKind::Host, "ready"));
+    const QModelIndex cell = m_model->index(0, SessionModel::TextColumn);
+    m_model->clear();
+    QCOMPARE(m_model->data(cell), QVariant());
+    QCOMPARE(m_model->data(QModelIndex()), QVariant());
 }
 
 void tst_SessionModel::apdusShowOnlyWhenAskedFor()

@@ -1,3 +1,4 @@
+#include "platform/sdk/PcscDouble.h"
 #include "platform/sdk/Vectors.h"
 
 #include "sdk/MDSVStk.h"
@@ -5,6 +6,8 @@
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <thread>
 
 /// STK_CARD: the card of a host that attaches none.
 class tst_CardFromEnvironment : public QObject
@@ -22,6 +25,7 @@ private slots:
     void hostThatHasChosenKeepsItsCard();
     void cardOfAHostThatHasChosenIsNotOpened();
     void hostThatChoosesLaterGetsItsCard();
+    void hostThatChoosesMeanwhileGetsItsCard();
     void cardThatCannotBeOpenedIsNoted();
     void emptyAddressIsNone();
 
@@ -135,6 +139,27 @@ void tst_CardFromEnvironment::hostThatChoosesLaterGetsItsCard()
     QVERIFY(waitForEvent("STK 6"));
     QCOMPARE(sdk::menuTitle(), std::nullopt);
     QCOMPARE(events::count("DEVICE 6601"), 1); // of the environment's card
+}
+
+/// While the reader of the environment is looked for.
+void tst_CardFromEnvironment::hostThatChoosesMeanwhileGetsItsCard()
+{
+    pcscdouble::renew();
+    pcscdouble::addReader("Reader");
+    pcscdouble::setFrozen(true);
+    qputenv("STK_CARD", "pcsc");
+    bool isRegistered = false;
+    std::thread other([&isRegistered] { isRegistered = events::registerBoth(); });
+    const bool isLooking = waitFor([] { return pcscdouble::waiting() > 0; });
+    const auto script = std::make_shared<Script>();
+    script->proposes(vectors::selectItem);
+    sdk::attachDevice(Script::channel(script));
+    pcscdouble::setFrozen(false);
+    other.join();
+    QVERIFY(isLooking && isRegistered);
+    QVERIFY(waitForEvent("STK 6"));
+    QCOMPARE(events::exchanges().filter("Device: "), QStringList{"Device: scripted card: attached"});
+    QVERIFY(events::notes().isEmpty());
 }
 
 void tst_CardFromEnvironment::cardThatCannotBeOpenedIsNoted()

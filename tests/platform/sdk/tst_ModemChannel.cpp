@@ -6,10 +6,16 @@
 #include "sdk/MDSVStk.h"
 #include "sdk/SdkControl.h"
 
+#include <QDir>
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QTest>
 
 #include <map>
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
 
 using std::chrono::milliseconds;
 using News = sdk::CardChannel::News;
@@ -73,9 +79,12 @@ private slots:
     void modemThatGoes();
     void modemThatGoesAtRest_data();
     void modemThatGoesAtRest();
+    void modemThatGoesWithTheProfile_data();
+    void modemThatGoesWithTheProfile();
     void modemThatFallsSilent();
     void modemThatFallsSilentAtRest();
     void modemThatNeverAnswers();
+    void modemThatTakesNothing();
     void modemThatIsTaken();
     void nothingWorksBeforeTheNextReset();
     void whatWaitedGoesWithTheModem();
@@ -799,6 +808,31 @@ void tst_ModemChannel::modemThatGoesAtRest()
     }
 }
 
+void tst_ModemChannel::modemThatGoesWithTheProfile_data()
+{
+    QTest::addColumn<QStringList>("said");
+    QTest::newRow("reading") << QStringList{"AT+CUSATR"};
+    QTest::newRow("writing") << QStringList{"AT+CUSATR", "AT+CUSATW=0,\"FFFF7FE1\""};
+    QTest::newRow("choice") << QStringList{"AT+CUSATR", "AT+CUSATW=0,\"FFFF7FE1\"", "AT+CUSATD=1"};
+    QTest::newRow("start") << QStringList{"AT+CUSATR", "AT+CUSATW=0,\"FFFF7FE1\"", "AT+CUSATD=1", "AT+CUSATA=1"};
+}
+
+/// While it is told what the terminal can do: it hears no more of that.
+void tst_ModemChannel::modemThatGoesWithTheProfile()
+{
+    QFETCH(QStringList, said);
+    QVERIFY(start());
+    replyTo(said.last().toStdString(), "");
+    std::thread fault([this, &said] {
+        if (m_peer->waitFor(said.last().toStdString()))
+            m_peer->unplug();
+    });
+    QCOMPARE(send(PROFILE), QString("gone"));
+    fault.join();
+    QCOMPARE(commands(), said);
+    QVERIFY(waitForNews({"gone"}));
+}
+
 void tst_ModemChannel::modemThatFallsSilent()
 {
     m_times.card = milliseconds(50);
@@ -830,6 +864,24 @@ void tst_ModemChannel::modemThatNeverAnswers()
     std::string error;
     QVERIFY(!m_channel->reset(&error));
     QVERIFY2(error.find("does not answer to AT") != std::string::npos, error.c_str());
+}
+
+/// As a line that is held up: nothing can be written.
+void tst_ModemChannel::modemThatTakesNothing()
+{
+    m_times.card = milliseconds(50);
+    m_peer = std::make_unique<ModemPeer>(Way::Terminal, [](const std::string &) { return Sayings{{line("OK")}}; });
+    const int held = ::open(m_peer->address().c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    QVERIFY(start());
+    m_peer->forget();
+    QCOMPARE(::tcflow(held, TCOOFF), 0);
+    QCOMPARE(send(SELECTION), QString("gone"));
+    QVERIFY(waitForNews({"gone"}));
+    QCOMPARE(commands("AT"), QStringList());
+    QCOMPARE(::tcflow(held, TCOON), 0);
+    QVERIFY(waitForNews({"gone", "there"}));
+    QVERIFY(m_channel->reset(nullptr));
+    ::close(held);
 }
 
 void tst_ModemChannel::modemThatIsTaken()

@@ -4,15 +4,18 @@
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
+#include <system_error>
 #include <thread>
 
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -48,10 +51,13 @@ private slots:
     void lineThatCannotBeOpened_data();
     void lineThatCannotBeOpened();
     void lineWithoutPermission();
+    void noDescriptorIsLeft();
     void nobodyAtThePort();
+    void portThatCannotBeCalled();
     void nobodyIsCalledByItself();
     void unknownHost();
     void hostIsLookedUp();
+    void hostThatIsNotFoundInTime();
     void silentHostTakesTheLimit();
     void hangUpIsLost_data();
     void hangUpIsLost();
@@ -59,6 +65,8 @@ private slots:
     void pipeWakes();
     void stoppedPipeEndsEverything();
     void modemThatTakesNothing();
+    void writingToNobodyIsLost_data();
+    void writingToNobodyIsLost();
 };
 
 namespace
@@ -376,6 +384,32 @@ void tst_ModemLine::lineWithoutPermission()
     QVERIFY2(error.contains("no permission for " + path) && error.contains("dialout"), error.constData());
 }
 
+void tst_ModemLine::noDescriptorIsLeft()
+{
+    const ModemPeer peer(Way::Port, nothing);
+    const ModemAddress address = addressOf(peer.address());
+    sdk::WakePipe pipe;
+    ModemLine line(&pipe);
+    std::string error;
+    bool hasPipe = true;
+    const int next = ::dup(0); // the lowest that is free
+    ::close(next);
+    rlimit usual{};
+    QCOMPARE(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none{rlim_t(next), usual.rlim_max};
+    QCOMPARE(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    const bool isOpen = line.open(address, in(LIMIT_MS), &error);
+    try {
+        const sdk::WakePipe another;
+    } catch (const std::system_error &) {
+        hasPipe = false;
+    }
+    QCOMPARE(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+    QVERIFY(!isOpen && !hasPipe);
+    QCOMPARE(error, std::string("no connection can be made: Too many open files"));
+    QVERIFY(line.open(address, in(LIMIT_MS), &error));
+}
+
 void tst_ModemLine::nobodyAtThePort()
 {
     ModemPeer peer(Way::Port, nothing);
@@ -383,6 +417,14 @@ void tst_ModemLine::nobodyAtThePort()
     peer.unplug();
     const QString error = errorOf(address);
     QVERIFY2(error.contains("nobody answers at 127.0.0.1 port") && error.contains("refused"), qPrintable(error));
+}
+
+/// The address of everybody in this network: there is no connection to that.
+void tst_ModemLine::portThatCannotBeCalled()
+{
+    const QString error = errorOf("255.255.255.255:2000");
+    QVERIFY2(error.contains("nobody answers at 255.255.255.255 port 2000 (") && error.contains("unreachable"),
+             qPrintable(error));
 }
 
 /// A port that the system gives to the caller itself: the call would be answered, by the caller.
@@ -415,6 +457,18 @@ void tst_ModemLine::hostIsLookedUp()
     ModemPeer peer(Way::Port, nothing);
     const QString port = QString::fromStdString(peer.address()).section(':', 1);
     QCOMPARE(errorOf("localhost:" + port.toStdString()), QString("is open"));
+    sdk::WakePipe pipe;
+    pipe.wake(); // for something else
+    ModemLine line(&pipe);
+    QVERIFY(line.open(addressOf("localhost:" + port.toStdString()), in(LIMIT_MS), nullptr));
+}
+
+/// Unless the look-up is so quick that it is done before anybody has looked at the clock.
+void tst_ModemLine::hostThatIsNotFoundInTime()
+{
+    QString error;
+    QTRY_VERIFY2((error = errorOf("localhost:2000", -1)).contains("the host localhost could not be looked up in time"),
+                 qPrintable(error));
 }
 
 /// A port whose queue is full answers nothing.
@@ -540,6 +594,26 @@ void tst_ModemLine::modemThatTakesNothing()
     pipe.stop();
     QVERIFY(!line.write(flood, in(60000)));
     ::close(port);
+}
+
+void tst_ModemLine::writingToNobodyIsLost_data()
+{
+    bytesGoBothWays_data();
+}
+
+/// A port's end hears of the hang-up by an answer to what it has written.
+void tst_ModemLine::writingToNobodyIsLost()
+{
+    QFETCH(Way, way);
+    ModemPeer peer(way, nothing);
+    sdk::WakePipe pipe;
+    ModemLine line(&pipe);
+    QVERIFY(line.open(addressOf(peer.address()), in(LIMIT_MS), nullptr));
+    QVERIFY(line.write("AT\r", in(LIMIT_MS)));
+    QVERIFY(peer.waitFor("AT"));
+    peer.unplug();
+    QTRY_VERIFY(!line.write("AT\r", in(LIMIT_MS)));
+    QVERIFY(!line.isOpen());
 }
 
 QTEST_GUILESS_MAIN(tst_ModemLine)

@@ -40,6 +40,7 @@ private slots:
     void silentCardIsSwitchedOffAndOn();
     void classOfTheCard_data();
     void classOfTheCard();
+    void cardThatFallsSilentWhileItsClassIsSought();
     void protocolIsTheCards_data();
     void protocolIsTheCards();
     void longestAnswerPasses();
@@ -59,6 +60,8 @@ private slots:
     void goneCardFailsUntilTheReset();
     void readerThatGoesAndComesIsNews();
     void readerThatComesBackUnderAnotherName();
+    void failedListOfReadersIsReadAgain();
+    void serviceThatReportsNothingIsNotPressed();
     void serviceThatEndsAndStartsIsNews();
     void lostCardIsTriedAgain();
     void cardThatTheServiceOverlooksIsFound();
@@ -343,6 +346,8 @@ void tst_PcscChannel::channelTellsWhatItIs()
     QVERIFY(channel->staysWithoutCard());
     QVERIFY(channel->pollInterval() == milliseconds(30000));
     QVERIFY(channel->hasNetwork());
+    QVERIFY(!channel->isGivenUp());
+    QCOMPARE(channel->operatorName(), std::string());
     QCOMPARE(int(channel->toolkitClass()), 0x80);
     QVERIFY(!channel->raise({0xD0, 0x00}));
 }
@@ -426,6 +431,21 @@ void tst_PcscChannel::classOfTheCard()
     for (const cat::Bytes &apdu : pcscdouble::sent())
         sent << hex(apdu);
     QTEST(sent, "sent");
+}
+
+/// After it has refused the class of a UICC.
+void tst_PcscChannel::cardThatFallsSilentWhileItsClassIsSought()
+{
+    const auto talk = [](const cat::Bytes &apdu) { return apdu[0] ? cat::Bytes() : cat::Bytes{0x6E, 0x00}; };
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader, cardThat(talk));
+    const auto channel = open();
+    QVERIFY(!channel->reset(nullptr));
+    QCOMPARE(hex(pcscdouble::sent().back()), QString("A0A40000023F00"));
+    QCOMPARE(pcscdouble::cards(), 0);
+    pcscdouble::insert(reader);
+    QTRY_COMPARE(news().value(0), QString("there"));
+    QTRY_VERIFY(channel->reset(nullptr));
 }
 
 void tst_PcscChannel::protocolIsTheCards_data()
@@ -574,6 +594,7 @@ void tst_PcscChannel::resetThatFailsSaysWhy_data()
     };
     row("service gone", "SCardConnect", SCARD_E_NO_SERVICE, "the PC/SC service does not run");
     row("reader gone", "SCardConnect", SCARD_E_READER_UNAVAILABLE, "the reader is not there any more");
+    row("no card, and no reader either", "SCardConnect", SCARD_E_NO_SMARTCARD, "there is no card in it");
     row("mute", "SCardConnect", SCARD_W_UNPOWERED_CARD, "the card does not answer to a reset");
     row("mute after a reset", "SCardReconnect", SCARD_W_UNRESPONSIVE_CARD, "the card does not answer to a reset");
     row("pulled meanwhile", "SCardTransmit", SCARD_W_REMOVED_CARD, "there is no card in it");
@@ -681,6 +702,42 @@ void tst_PcscChannel::readerThatComesBackUnderAnotherName()
     QTRY_COMPARE(news(), QStringList({"gone", "there"}));
     QCOMPARE(channel->name(), std::string("reader 'Reader A 01 00'"));
     QVERIFY(reset(channel.get()));
+}
+
+void tst_PcscChannel::failedListOfReadersIsReadAgain()
+{
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader);
+    const auto channel = open();
+    QVERIFY(reset(channel.get()));
+    QTRY_COMPARE(pcscdouble::calls("SCardGetStatusChange"), 2);
+    const int lists = pcscdouble::calls("SCardListReaders");
+    pcscdouble::failNext("SCardListReaders", SCARD_E_NO_MEMORY, 3);
+    pcscdouble::removeReader(reader);
+    QTRY_COMPARE(news(), QStringList({"gone"}));
+    QTRY_VERIFY(pcscdouble::calls("SCardListReaders") > lists + 3);
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader);
+    QTRY_COMPARE(news(), QStringList({"gone", "there"}));
+    QVERIFY(reset(channel.get()));
+}
+
+/// Reports at once, again and again, that the time of the wait is over.
+void tst_PcscChannel::serviceThatReportsNothingIsNotPressed()
+{
+    pcscdouble::addReader(reader);
+    pcscdouble::failNext("SCardGetStatusChange", SCARD_E_TIMEOUT, 1000000);
+    QElapsedTimer clock;
+    clock.start();
+    const auto channel = open();
+    QVERIFY(!channel->reset(nullptr));
+    QTRY_VERIFY(pcscdouble::calls("SCardGetStatusChange") >= 5);
+    const int reports = pcscdouble::calls("SCardGetStatusChange");
+    QVERIFY2(reports <= 1 + clock.elapsed() / 25, qPrintable(QString::number(reports)));
+    QCOMPARE(news(), QStringList());
+    pcscdouble::failNext("SCardGetStatusChange", SCARD_S_SUCCESS, 0);
+    pcscdouble::insert(reader);
+    QTRY_COMPARE(news(), QStringList({"there"}));
 }
 
 void tst_PcscChannel::serviceThatEndsAndStartsIsNews()

@@ -4,8 +4,10 @@
 
 #include <QTest>
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <thread>
 
 using News = sdk::CardChannel::News;
 using sdk::Turn;
@@ -29,6 +31,7 @@ private slots:
     void newListenerIsToldAtOnce();
     void endedListenerHearsNothing();
     void listenerIsCalledWithoutALock();
+    void changesWhileTheListenerRunsAreGathered();
 
 private:
     static void listen();
@@ -229,6 +232,32 @@ void tst_Turn::listenerIsCalledWithoutALock()
     QVERIFY(waitForEvent("STK 99"));
     QCOMPARE(answered.load(), 3);
     sdk::setTurnListener({});
+}
+
+/// One thread tells for all; the service's own goes on meanwhile.
+void tst_Turn::changesWhileTheListenerRunsAreGathered()
+{
+    m_script = vectors::attachWithMenu();
+    QVERIFY(m_script);
+    std::atomic<int> running{0};
+    std::atomic<int> most{0};
+    std::thread user;
+    bool isGone = false;
+    sdk::setTurnListener([&](Turn turn) {
+        most = std::max<int>(most, ++running);
+        if (turn == Turn::Rest) {
+            user = std::thread([] { sdk::detachDevice(); });
+            isGone = waitForEvent("DEVICE 6601");
+        }
+        const std::lock_guard<std::mutex> lock(mutex);
+        heard.push_back(turn);
+        --running;
+    });
+    sdk::setTurnListener({});
+    user.join();
+    QVERIFY(isGone);
+    QCOMPARE(turns(), (QStringList{"Rest", "NoCard"}));
+    QCOMPARE(most.load(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_Turn)

@@ -8,6 +8,7 @@
 #include <QTest>
 
 #include <ctime>
+#include <thread>
 
 using News = sdk::CardChannel::News;
 
@@ -48,6 +49,9 @@ private slots:
     void timerWaitsForTheEndOfTheSession();
     void busyCardHearsOfItsTimerLater();
     void timerOpensASession();
+    void timerThatTheCardRefusesIsNoted();
+    void timerFindsTheCardGone();
+    void timerOfADetachedCardIsNobodys();
     void timersEndWithTheCard_data();
     void timersEndWithTheCard();
 
@@ -547,6 +551,51 @@ void tst_Upkeep::timerOpensASession()
     QCOMPARE(MDSV_STKSrv_SelectSubMenuItem(events::lastId(), 3, 0), 0);
     QVERIFY(waitFor([this] { return m_script->sent().size() == 2; }));
     QVERIFY(m_script->sent().last().startsWith(goneOff(1)));
+}
+
+void tst_Upkeep::timerThatTheCardRefusesIsNoted()
+{
+    QVERIFY(attach());
+    QVERIFY(ask(startOf(2, 1)));
+    m_script->answers("6F00");
+    QVERIFY(waitFor([] { return !events::notes().isEmpty(); }));
+    QVERIFY2(events::notes().first().startsWith("the card does not take the end of its timer: it answered 6F00"),
+             qPrintable(events::notes().first()));
+    // It has ended all the same.
+    QCOMPARE(response(lookAt(2)), QString("810301270282028281830124A40102"));
+}
+
+void tst_Upkeep::timerFindsTheCardGone()
+{
+    QVERIFY(attach());
+    m_script->staysWithoutCard();
+    QVERIFY(ask(startOf(1, 1)));
+    m_script->vanishes();
+    QVERIFY(waitForEvent("DEVICE 6601"));
+    m_script->forgetSent();
+    QTest::qWait(1300);
+    QVERIFY(m_script->sent().isEmpty());
+}
+
+/// The user takes the card away while the library is about to start its timer.
+void tst_Upkeep::timerOfADetachedCardIsNobodys()
+{
+    QVERIFY(attach());
+    std::thread user;
+    sdk::setExchangeListener([this, &user](const sdk::Exchange &exchange) {
+        if (exchange.kind != sdk::Exchange::Kind::Command)
+            return;
+        user = std::thread([] { sdk::detachDevice(); });
+        while (!m_script->isInterrupted())
+            std::this_thread::yield();
+    });
+    m_script->proposes(startOf(1, 1).constData()).answers("9000");
+    const bool isGone = m_script->tells(News::Asks) && waitForEvent("DEVICE 6601");
+    events::listen();
+    QVERIFY(user.joinable());
+    user.join();
+    QVERIFY(isGone);
+    QCOMPARE(m_script->sent().size(), 2); // STATUS and FETCH
 }
 
 using Act = void (*)(Script &);

@@ -274,6 +274,7 @@ void tst_VirtualChannel::operatorIsTheProfiles()
     const auto channel = sdk::openVirtualCard(profile(QByteArray("operator: Aurora\n") + demo), nullptr);
     QVERIFY(channel);
     QCOMPARE(channel->operatorName(), std::string("Aurora"));
+    QVERIFY(!channel->staysWithoutCard());
 }
 
 void tst_VirtualChannel::commandsThroughTheLibrary()

@@ -37,9 +37,11 @@ private slots:
     void mistakesAreUsageErrors();
     void goodProfileIsSummedUp();
     void everyProfileIsChecked();
+    void fileMayBeNamedLikeAnOption();
     void shippedProfilesAreGood_data();
     void shippedProfilesAreGood();
     void decodesArguments();
+    void statusWordBehindACommandIsTold();
     void decodesEachLineOfStandardInput();
     void malformedInputIsTold_data();
     void malformedInputIsTold();
@@ -166,6 +168,14 @@ void tst_Program::everyProfileIsChecked()
     QVERIFY(found.out.startsWith(QString::fromStdString(good) + ": good\n"));
 }
 
+void tst_Program::fileMayBeNamedLikeAnOption()
+{
+    const Run found = run({"check", "--", "--print", "--"});
+    QCOMPARE(found.exitCode, int(stkcard::ExitProfile));
+    QVERIFY2(found.err.startsWith("stkcard: --print: there is no such file\nstkcard: --: there is"),
+             qPrintable(found.err));
+}
+
 void tst_Program::shippedProfilesAreGood_data()
 {
     QTest::addColumn<QString>("name");
@@ -192,6 +202,13 @@ void tst_Program::decodesArguments()
                                 "user\n"
                                 "    82 device identities, 2 bytes: card to display\n"
                                 "    8D text string, 1 byte: \"\", packed\n"));
+}
+
+void tst_Program::statusWordBehindACommandIsTold()
+{
+    const Run found = run({"decode", "D009 8103010200 82028182 9000"});
+    QCOMPARE(found.exitCode, int(stkcard::ExitSuccess));
+    QVERIFY2(found.out.endsWith("\n  status word 9000\n"), qPrintable(found.out));
 }
 
 void tst_Program::decodesEachLineOfStandardInput()

@@ -89,6 +89,8 @@ void tst_StkcardServe::cardSpeaksToTheReader()
     QVERIFY(waitForLine("reset"));
     QCOMPARE(transmit("8012000000"), QByteArray("6985")); // the session is forgotten
     QVERIFY(!m_output.contains('>'));
+    m_reader->control(VpcdReader::PowerOff);
+    QVERIFY(waitForLine("power off"));
 }
 
 void tst_StkcardServe::apdusArePrintedOnRequest()
