@@ -7,9 +7,12 @@
 #include "sdk/SdkControl.h"
 
 #include <QElapsedTimer>
+#include <QTemporaryFile>
 #include <QTest>
 
 #include <map>
+
+#include <unistd.h>
 
 using std::chrono::milliseconds;
 using News = sdk::CardChannel::News;
@@ -62,6 +65,7 @@ private slots:
     void commandsAreSentOneAtATime();
     void chatterInBetween();
     void noiseWithoutEnd();
+    void nonsenseWithoutEndIsToldForAWhile();
     void otherApdus_data();
     void otherApdus();
 
@@ -149,6 +153,34 @@ QString nameOf(News news)
         {News::Asks, "asks"}, {News::Ended, "ended"}, {News::Gone, "gone"}, {News::There, "there"}};
     return names.at(news);
 }
+
+/// While it lives, what goes to standard error goes into a file.
+class StandardError
+{
+public:
+    StandardError() : m_before(::dup(2))
+    {
+        if (!m_file.open() || ::dup2(m_file.handle(), 2) < 0)
+            qFatal("standard error cannot be kept");
+    }
+    ~StandardError()
+    {
+        ::dup2(m_before, 2);
+        ::close(m_before);
+    }
+    StandardError(const StandardError &) = delete;
+    StandardError &operator=(const StandardError &) = delete;
+
+    QByteArray text() const
+    {
+        QFile file(m_file.fileName());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+private:
+    const int m_before;
+    QTemporaryFile m_file;
+};
 
 int openFiles()
 {
@@ -311,16 +343,12 @@ void tst_ModemChannel::greetsAModemThatRefusesWhatItCan()
 void tst_ModemChannel::lateAnswersOfBeforeCountForNothing()
 {
     m_times.quiet = milliseconds(300);
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        m_replies["AT+CUSATR"] = {{line("+CUSATR: 0,\"F8\"") + line("OK")}};
-        m_replies["AT+CUSATW"] = {{line("ERROR")}};
-    }
-    int count = 0;
-    m_peer = std::make_unique<ModemPeer>(Way::Terminal, [&](const std::string &command) {
+    // It thinks for a while each time: an answer that is left over comes before the command's own.
+    m_peer = std::make_unique<ModemPeer>(Way::Terminal, [](const std::string &command) {
         if (command == "AT")
-            return ++count == 1 ? Sayings{{line("OK")}, {line("OK"), milliseconds(50)}} : Sayings{{line("OK")}};
-        return command == "AT+CUSATA=1" ? Sayings{{line("OK") + handing(MENU)}} : Sayings{{line("ERROR")}};
+            return Sayings{{line("OK")}, {line("OK"), milliseconds(50)}};
+        const std::string said = command == "AT+CUSATA=1" ? line("OK") + handing(MENU) : line("ERROR");
+        return Sayings{{said, milliseconds(20)}};
     });
     QVERIFY(start());
     // One answer for each: were the other OK counted, this would be the answer of AT+CUSATD.
@@ -684,6 +712,18 @@ void tst_ModemChannel::noiseWithoutEnd()
     replyTo("AT+CUSATT", std::string(100000, 'x'));
     OPEN_TEXT;
     QCOMPARE(send(TO_TEXT), QString("gone"));
+}
+
+void tst_ModemChannel::nonsenseWithoutEndIsToldForAWhile()
+{
+    QVERIFY(start());
+    const StandardError error;
+    std::string nonsense;
+    for (int i = 0; i < 100; ++i)
+        nonsense += line("+CUSATP: nonsense");
+    m_peer->say(nonsense + handing(TEXT));
+    QVERIFY(waitForNews({"asks"}));
+    QCOMPARE(error.text().count("is no hexadecimal number"), 20);
 }
 
 void tst_ModemChannel::otherApdus_data()
