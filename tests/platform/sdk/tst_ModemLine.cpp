@@ -393,18 +393,16 @@ void tst_ModemLine::nobodyIsCalledByItself()
     const QStringList ends = QString::fromLatin1(range.readAll()).split(QRegularExpression("\\s+"));
     const int count = ends.value(1).toInt() - ends.value(0).toInt();
     QVERIFY(count > 0);
+    // Own ends are as even or odd as the first of the range, as long as there are any left. The system goes through
+    // them with some left out at random: so many calls come past this port three times.
+    int port = ends.value(0).toInt() + count / 4 * 2;
+    const auto address = [&port] { return "127.0.0.1:" + std::to_string(port); };
+    while (errorOf(address()) == "is open") // somebody listens there
+        port += 2;
     sdk::WakePipe pipe;
     ModemLine line(&pipe);
-    // Own ends are either even or odd, as long as there are any left.
-    for (const int isOdd : {0, 1}) {
-        int port = ends.value(0).toInt() + count / 4 * 2 + isOdd;
-        const auto address = [&port] { return "127.0.0.1:" + std::to_string(port); };
-        while (errorOf(address()) == "is open") // somebody listens there
-            port += 2;
-        // So many calls that one of them would have been; every one is refused.
-        for (int i = 0; i < count; ++i)
-            QVERIFY(!line.open(addressOf(address()), in(LIMIT_MS), nullptr));
-    }
+    for (int i = 0; i < count; ++i)
+        QVERIFY(!line.open(addressOf(address()), in(LIMIT_MS), nullptr));
 }
 
 void tst_ModemLine::unknownHost()
