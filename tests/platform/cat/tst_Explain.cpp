@@ -80,6 +80,7 @@ void tst_Explain::valueIsToldInWords_data()
     row("null text", "8D00", "8D text string 0: no text");
     row("text in no known coding", "8D02 2041", "8D text string 2: 2041 (not as it should be)");
     row("text with a line end", "8D04 04410A42", "8D text string 4: \"A B\", 8 bits");
+    row("text with a line end of Unicode's", "8D07 08 004120280042", "8D text string 7: \"A B\", UCS2");
     row("tone", "8E0110", "8E tone 1: general beep");
     row("item", "8F0401486921", "8F item 4: 1: \"Hi!\"");
     row("no item", "8F00", "8F item 0: no item");
@@ -101,6 +102,8 @@ void tst_Explain::valueIsToldInWords_data()
         "A6 date-time and time zone 7: 2026-11-22 06:05:08, 40 quarters of an hour from Greenwich");
     row("date without a zone", "A607622122605080FF",
         "A6 date-time and time zone 7: 2026-12-22 06:05:08, time zone not known");
+    row("date of an early month", "A607625010605080FF",
+        "A6 date-time and time zone 7: 2026-05-01 06:05:08, time zone not known");
     row("date of a 13th month", "A607623122605080FF",
         "A6 date-time and time zone 7: 623122605080FF (not as it should be)");
     row("language", "AD02656E", "AD language 2: en");

@@ -21,6 +21,7 @@ private slots:
     void oldCardIsAskedBackInItsClass();
     void oldCardHasMoreToSay_data();
     void oldCardHasMoreToSay();
+    void oldCardMayTellNoLength();
     void newCardHasNoSuchWords_data();
     void newCardHasNoSuchWords();
     void classIsReadAtEveryReset();
@@ -126,6 +127,18 @@ void tst_Apdu::oldCardHasMoreToSay()
     QCOMPARE(MDSV_STKSrv_SelectMenuItem(1, 1), 0);
     QVERIFY(waitForEvent("STK 6"));
     QTEST(m_script->sent(), "sent");
+}
+
+void tst_Apdu::oldCardMayTellNoLength()
+{
+    m_script = attachOld();
+    QVERIFY(m_script);
+    m_script->forgetSent();
+    m_script->answers("9124").answers("6700");
+    QCOMPARE(MDSV_STKSrv_SelectMenuItem(1, 1), 0);
+    QVERIFY(waitForEvent("STK 99"));
+    QCOMPARE(m_script->sent(), (QStringList{old(vectors::chooseNews), old(vectors::fetchSelectItem)}));
+    QCOMPARE(events::notes(), QStringList{"FETCH brought no command: the card answered 6700"});
 }
 
 void tst_Apdu::newCardHasNoSuchWords_data()

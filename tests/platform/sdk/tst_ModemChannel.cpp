@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QRegularExpression>
+#include <QTemporaryFile>
 #include <QTest>
 
 #include <map>
@@ -68,6 +69,7 @@ private slots:
     void commandsAreSentOneAtATime();
     void chatterInBetween();
     void noiseWithoutEnd();
+    void nonsenseWithoutEndIsToldForAWhile();
     void otherApdus_data();
     void otherApdus();
 
@@ -158,6 +160,34 @@ QString nameOf(News news)
         {News::Asks, "asks"}, {News::Ended, "ended"}, {News::Gone, "gone"}, {News::There, "there"}};
     return names.at(news);
 }
+
+/// While it lives, what goes to standard error goes into a file.
+class StandardError
+{
+public:
+    StandardError() : m_before(::dup(2))
+    {
+        if (!m_file.open() || ::dup2(m_file.handle(), 2) < 0)
+            qFatal("standard error cannot be kept");
+    }
+    ~StandardError()
+    {
+        ::dup2(m_before, 2);
+        ::close(m_before);
+    }
+    StandardError(const StandardError &) = delete;
+    StandardError &operator=(const StandardError &) = delete;
+
+    QByteArray text() const
+    {
+        QFile file(m_file.fileName());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+private:
+    const int m_before;
+    QTemporaryFile m_file;
+};
 
 int openFiles()
 {
@@ -691,6 +721,18 @@ void tst_ModemChannel::noiseWithoutEnd()
     replyTo("AT+CUSATT", std::string(100000, 'x'));
     OPEN_TEXT;
     QCOMPARE(send(TO_TEXT), QString("gone"));
+}
+
+void tst_ModemChannel::nonsenseWithoutEndIsToldForAWhile()
+{
+    QVERIFY(start());
+    const StandardError error;
+    std::string nonsense;
+    for (int i = 0; i < 100; ++i)
+        nonsense += line("+CUSATP: nonsense");
+    m_peer->say(nonsense + handing(TEXT));
+    QVERIFY(waitForNews({"asks"}));
+    QCOMPARE(error.text().count("is no hexadecimal number"), 20);
 }
 
 void tst_ModemChannel::otherApdus_data()

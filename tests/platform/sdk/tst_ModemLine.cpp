@@ -435,14 +435,15 @@ void tst_ModemLine::nobodyIsCalledByItself()
     const QStringList ends = QString::fromLatin1(range.readAll()).split(QRegularExpression("\\s+"));
     const int count = ends.value(1).toInt() - ends.value(0).toInt();
     QVERIFY(count > 0);
-    // So many calls that one of them would have been; every one is refused.
-    int port = ends.value(0).toInt() + count / 2;
+    // Own ends are as even or odd as the first of the range, as long as there are any left. The system goes through
+    // them with some left out at random: so many calls come past this port three times.
+    int port = ends.value(0).toInt() + count / 4 * 2;
     const auto address = [&port] { return "127.0.0.1:" + std::to_string(port); };
     while (errorOf(address()) == "is open") // somebody listens there
-        ++port;
+        port += 2;
     sdk::WakePipe pipe;
     ModemLine line(&pipe);
-    for (int i = 0; i < 2 * count; ++i)
+    for (int i = 0; i < count; ++i)
         QVERIFY(!line.open(addressOf(address()), in(LIMIT_MS), nullptr));
 }
 

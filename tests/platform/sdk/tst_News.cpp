@@ -38,6 +38,7 @@ private slots:
     void cardThatGoesInASession();
     void cardThatGoesTwiceGoesOnce();
     void newsOfAnotherTimeAreNotHeard();
+    void newsOfTheDeviceBeforeAreNotHeard();
 
     void readerWaitsForTheNextCard_data();
     void readerWaitsForTheNextCard();
@@ -325,6 +326,31 @@ void tst_News::newsOfAnotherTimeAreNotHeard()
     QVERIFY(next->isHanging());
     sdk::detachDevice();
     QVERIFY(waitFor([&] { return next->isDeleted(); }));
+}
+
+/// Within a callback: the channel of the device before has yet to be deleted.
+void tst_News::newsOfTheDeviceBeforeAreNotHeard()
+{
+    QVERIFY(attach());
+    const auto next = std::make_shared<Script>();
+    next->proposes(vectors::setUpMenu).answers("9000");
+    std::atomic<bool> isHeard{false};
+    events::setReaction([&](const events::Event &event) {
+        if (event.text != "STK 6")
+            return;
+        sdk::attachDevice(Script::channel(next));
+        isHeard = m_script->tells(News::Gone);
+    });
+    m_script->proposes(vectors::selectItem);
+    QCOMPARE(MDSV_STKSrv_SelectMenuItem(1, 1), 0);
+    QVERIFY(waitForEvent("DEVICE 6602"));
+    QVERIFY(isHeard); // by the library, which does not care
+    MDSVStkMainMenu menu;
+    QCOMPARE(MDSV_STKSrv_GetMainMenu(&menu), 0);
+    QCOMPARE(MDSV_STKSrv_ReleaseMenus(&menu), 0);
+    sdk::detachDevice();
+    QVERIFY(waitFor([&] { return next->isDeleted(); }));
+    QCOMPARE(events::exchanges().filter("the card is gone"), QStringList());
 }
 
 void tst_News::readerWaitsForTheNextCard_data()

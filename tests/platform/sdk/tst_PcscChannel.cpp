@@ -65,6 +65,7 @@ private slots:
     void serviceThatEndsAndStartsIsNews();
     void lostCardIsTriedAgain();
     void cardThatTheServiceOverlooksIsFound();
+    void cardThatCannotBeUsedIsNotTriedAgain();
     void cardHeldByOthersIsTriedAgain();
     void cardHeldForAMomentIsWaitedFor();
     void restIsQuiet();
@@ -76,6 +77,7 @@ private slots:
     void hangingResetIsGivenUp();
     void resetOfAHangingCardFailsAtOnce();
     void interruptEndsATransmit();
+    void interruptEndsTheWaitForOthers();
     void interruptedChannelStaysSo();
     void channelOverAHangingCardGoesAtOnce();
     void channelOverAFrozenServiceGoesSoon();
@@ -334,6 +336,8 @@ void tst_PcscChannel::addressOpensAReader()
     QCOMPARE(channel->name(), std::string("reader 'Reader A 00 00'"));
     QVERIFY(!sdk::openCard("pcsc", &error));
     QVERIFY2(error.find("several") != std::string::npos, error.c_str());
+    QVERIFY(!sdk::openCard("pcsc.yaml", &error));
+    QVERIFY2(error.find("pcsc.yaml: there is no such file") != std::string::npos, error.c_str());
 }
 
 // ---------------------------------------------------------------- the card
@@ -795,6 +799,18 @@ void tst_PcscChannel::cardThatTheServiceOverlooksIsFound()
     QVERIFY(channel->transmit(status, &answer));
 }
 
+void tst_PcscChannel::cardThatCannotBeUsedIsNotTriedAgain()
+{
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader);
+    const auto channel = open();
+    QTRY_COMPARE(pcscdouble::calls("SCardGetStatusChange"), 2); // the first look has been taken
+    pcscdouble::failNext("SCardConnect", SCARD_E_PROTO_MISMATCH);
+    QVERIFY(!channel->reset(nullptr));
+    QTest::qWait(quiet);
+    QCOMPARE(news(), QStringList());
+}
+
 void tst_PcscChannel::cardHeldByOthersIsTriedAgain()
 {
     pcscdouble::addReader(reader);
@@ -948,6 +964,25 @@ void tst_PcscChannel::interruptEndsATransmit()
     cat::Bytes answer;
     QVERIFY(!channel->transmit(status, &answer));
     other.join();
+}
+
+/// Nobody is kept waiting in any case; what is left behind does not try on.
+void tst_PcscChannel::interruptEndsTheWaitForOthers()
+{
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader);
+    pcscdouble::setHeldByOthers(true);
+    const auto channel = open();
+    std::thread other([&] {
+        while (pcscdouble::calls("SCardConnect") == 0)
+            std::this_thread::yield();
+        channel->interrupt();
+    });
+    QVERIFY(!channel->reset(nullptr));
+    other.join();
+    const int tries = pcscdouble::calls("SCardConnect");
+    QTest::qWait(quiet);
+    QVERIFY(pcscdouble::calls("SCardConnect") <= tries + 1);
 }
 
 void tst_PcscChannel::interruptedChannelStaysSo()

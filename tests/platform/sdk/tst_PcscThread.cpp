@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <future>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 
@@ -137,11 +138,14 @@ void tst_PcscThread::interruptEndsTheWait()
 
 void tst_PcscThread::nothingRunsAfterAnInterrupt()
 {
-    PcscThread thread;
-    thread.interrupt();
-    bool hasRun = false;
-    QVERIFY(thread.run([&] { hasRun = true; }, limit) == Outcome::Interrupted);
-    QVERIFY(!hasRun);
+    const auto order = std::make_shared<std::atomic<char>>('-'); // the thread may outlive the test
+    {
+        PcscThread thread([order] { *order = *order == '-' ? 'f' : 'x'; });
+        thread.interrupt();
+        QVERIFY(thread.run([order] { *order = 'c'; }, limit) == Outcome::Interrupted);
+    }
+    QTRY_VERIFY(*order == 'f' || *order == 'x'); // the farewell is the last
+    QCOMPARE(order->load(), 'f');
 }
 
 void tst_PcscThread::farewellIsTheLast()

@@ -29,6 +29,7 @@ private slots:
     void pollingIsNoSession();
     void cardGoesAndComes();
     void newListenerIsToldAtOnce();
+    void turnThatChangesMeanwhileIsToldNext();
     void endedListenerHearsNothing();
     void listenerIsCalledWithoutALock();
     void changesWhileTheListenerRunsAreGathered();
@@ -50,6 +51,12 @@ using vectors::waitForEvent;
 std::mutex mutex;
 std::vector<Turn> heard;
 
+void hear(Turn turn)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    heard.push_back(turn);
+}
+
 const char *name(Turn turn)
 {
     static const char *const names[] = {"NoCard", "Rest", "Card", "User", "Network"};
@@ -60,10 +67,7 @@ const char *name(Turn turn)
 
 void tst_Turn::listen()
 {
-    sdk::setTurnListener([](Turn turn) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        heard.push_back(turn);
-    });
+    sdk::setTurnListener(hear);
 }
 
 QStringList tst_Turn::turns()
@@ -196,6 +200,20 @@ void tst_Turn::newListenerIsToldAtOnce()
     listen();
     listen();
     QCOMPARE(turns(), (QStringList{"Rest", "Rest"}));
+}
+
+void tst_Turn::turnThatChangesMeanwhileIsToldNext()
+{
+    m_script = vectors::attachWithMenu();
+    QVERIFY(m_script);
+    m_script->proposes(vectors::selectItem);
+    sdk::setTurnListener([](Turn turn) {
+        const bool isFirst = turns().isEmpty();
+        hear(turn);
+        if (isFirst && MDSV_STKSrv_SelectMenuItem(1, 1) == 0)
+            waitForEvent("STK 6");
+    });
+    QCOMPARE(turns(), (QStringList{"Rest", "User"}));
 }
 
 void tst_Turn::endedListenerHearsNothing()

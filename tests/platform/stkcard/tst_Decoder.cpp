@@ -156,6 +156,7 @@ void tst_Decoder::malformedBytesAreTold_data()
     row("form of the length", "D0850000000000", "2: there is no readable length behind D0");
     row("cut-off command", "D00F8103012180", "2: the length is more than the 5 bytes that follow");
     row("bytes behind the end", displayText + "010203", "18: 3 bytes too many");
+    row("no status word behind a command", displayText + "0102", "18: 2 bytes too many");
     row("status word behind an envelope", menuSelection + "9000", "10: 2 bytes too many");
     row("cut-off object",
         "D00C81030121808202810"
@@ -165,6 +166,14 @@ void tst_Decoder::malformedBytesAreTold_data()
         "D00A81030121808202810"
         "28D",
         "12: there is no length behind the tag 8D");
+    row("long tag without a length",
+        "D00C81030121808202810"
+        "27F0022",
+        "12: there is no length behind the tag 7F0022");
+    row("length of three bytes",
+        "D00E81030121808202810"
+        "28D83000005",
+        "12: the object 8D announces 5 bytes");
     row("form of an object's length",
         "D00B81030121808202810"
         "28D80",

@@ -35,6 +35,7 @@ private slots:
     void helpIsOnStandardOutput();
     void mistakesAreUsageErrors_data();
     void mistakesAreUsageErrors();
+    void optionsEndAtTwoDashes();
     void goodProfileIsSummedUp();
     void everyProfileIsChecked();
     void fileMayBeNamedLikeAnOption();
@@ -134,6 +135,14 @@ void tst_Program::mistakesAreUsageErrors()
     QCOMPARE(found.out, QString());
 }
 
+void tst_Program::optionsEndAtTwoDashes()
+{
+    const Run found = run({"check", "--", "--help"});
+    QCOMPARE(found.exitCode, int(stkcard::ExitProfile));
+    QVERIFY2(found.err.startsWith("stkcard: --help: there is no such file"), qPrintable(found.err));
+    QCOMPARE(found.out, QString());
+}
+
 void tst_Program::goodProfileIsSummedUp()
 {
     const std::string file =
@@ -202,6 +211,8 @@ void tst_Program::decodesArguments()
                                 "user\n"
                                 "    82 device identities, 2 bytes: card to display\n"
                                 "    8D text string, 1 byte: \"\", packed\n"));
+    const QString torn = run({"decode", "5", "5"}).err; // between arguments there is a blank
+    QCOMPARE(torn, QString("stkcard: argument:1:1: a byte has two digits, and this one has one\n"));
 }
 
 void tst_Program::statusWordBehindACommandIsTold()
