@@ -101,7 +101,7 @@ LONG PcscCard::connectOverlooked(const std::string &reader)
 LONG PcscCard::restart()
 {
     LONG code = SCARD_E_INVALID_HANDLE;
-    for (const DWORD how : {SCARD_RESET_CARD, SCARD_UNPOWER_CARD}) {
+    for (const DWORD how : {DWORD{SCARD_RESET_CARD}, DWORD{SCARD_UNPOWER_CARD}}) {
         stopAtProcessEnd();
         code = SCardReconnect(m_card, SCARD_SHARE_EXCLUSIVE, protocols, how, &m_protocol);
         if (code != SCARD_W_UNRESPONSIVE_CARD && code != SCARD_W_UNPOWERED_CARD)
