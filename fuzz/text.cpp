@@ -1,6 +1,7 @@
 #include "Fuzz.h"
 
 #include "cat/Text.h"
+#include "cat/Tlv.h"
 #include "cat/Values.h"
 
 // Every coding of texts, both ways.
@@ -51,12 +52,22 @@ void checkAlpha(cat::ByteView octets)
     expect(again == text, "an alpha identifier is read again as it was: " + cat::toHex(cat::encodeAlpha(*text)));
 }
 
+struct TextObject {
+    void (*append)(cat::Bytes *, const cat::ObjectHead &, const cat::Text &);
+    std::optional<cat::Text> (*parse)(cat::ByteView);
+};
+
 void checkTextString(const std::optional<cat::Text> &text)
 {
     if (!text)
         return;
-    for (const std::optional<cat::Text> &again :
-         {cat::parseTextValue(cat::textValue(*text)), cat::parseUssdValue(cat::ussdValue(*text))}) {
+    for (const TextObject &kind :
+         {TextObject{cat::appendText, cat::parseTextValue}, TextObject{cat::appendUssd, cat::parseUssdValue}}) {
+        cat::Bytes bytes;
+        kind.append(&bytes, {cat::Tag::TextString, true}, *text);
+        const std::optional<cat::TlvObject> object = cat::TlvReader(bytes).next();
+        expect(object.has_value(), "a text string is an object: " + cat::toHex(bytes));
+        const std::optional<cat::Text> again = kind.parse(object->value);
         expect(again && again->coding == text->coding, "a text string keeps its coding");
         expect(isSame(text->coding, text->value, again->value), "and its characters");
     }
