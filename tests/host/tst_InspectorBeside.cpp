@@ -178,13 +178,14 @@ void tst_InspectorBeside::inspectorIsUsableBesideEveryWindow()
     xdotool({"key", "ctrl+s"});
     QVERIFY(waitForWindow("Save the session"));
     xdotool({"type", "--delay", "5", saved});
-    // A list of completions that comes late takes the first Return for itself.
-    const auto isSaved = [&saved] {
+    // A list of completions that comes late takes the first Return for itself. One too many goes to the inspector.
+    const auto isSaved = [&saved] { return QFile::exists(saved); };
+    for (int i = 0; i < 10 && !isSaved(); ++i) {
         if (titleOfActive() == "Save the session")
             xdotool({"key", "Return"});
-        return QFile::exists(saved);
-    };
-    QVERIFY2(QTest::qWaitFor(isSaved, 20000), qPrintable(QDir(m_folder.path()).entryList().join(' ')));
+        Q_UNUSED(QTest::qWaitFor(isSaved, 2000));
+    }
+    QVERIFY2(isSaved(), qPrintable(QDir(m_folder.path()).entryList().join(' ')));
     QVERIFY2(!m_output.contains(line), "what was typed in the inspector went to the card");
 
     // The dialog gives the focus back when it closes, after its file is there.
