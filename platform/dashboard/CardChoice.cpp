@@ -49,6 +49,16 @@ QString cardWords(const QString &address)
     return place.isEmpty() ? QString("the card in the reader") : QString("the card in the reader \"%1\"").arg(place);
 }
 
+QString placeWords(const QString &address)
+{
+    return hasScheme(address, "modem") ? "Card in a modem" : isRealCard(address) ? "Card in a reader" : "";
+}
+
+QString missingCardWords(const QString &address)
+{
+    return hasScheme(address, "modem") ? "Plug the modem in" : "Insert a card";
+}
+
 QString turnWords(sdk::Turn turn)
 {
     const auto row =

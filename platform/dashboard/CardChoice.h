@@ -18,6 +18,12 @@ QString addressOfProfile(const QString &file);
 /// What an address stands for, in words: "the card in the modem at /dev/ttyUSB2".
 QString cardWords(const QString &address);
 
+/// Where a real card is, in words: "Card in a modem". Empty for a virtual one.
+QString placeWords(const QString &address);
+
+/// What there is to do where no card is: "Plug the modem in".
+QString missingCardWords(const QString &address);
+
 /// Where a session stands, in words: "waiting for the user".
 QString turnWords(sdk::Turn turn);
 

@@ -1,6 +1,7 @@
 #include "dashboard/DashboardWindow.h"
 
 #include "core/CoreControl.h"
+#include "dashboard/CardChoice.h"
 #include "dashboard/Languages.h"
 #include "dashboard/PluginHost.h"
 #include "dashboard/Session.h"
@@ -215,18 +216,23 @@ void DashboardWindow::showDeviceState()
 {
     const bool attached = m_session.isAttached();
     const QString name = m_session.operatorName();
+    // Whether a real card has a network, and how well it hears it, nobody here knows.
+    const QString place = placeWords(m_session.card());
     if (!attached)
         m_operatorLabel->setText(tr("No device"));
     else if (!m_session.hasCard())
         m_operatorLabel->setText(tr("No card"));
+    else if (!place.isEmpty())
+        m_operatorLabel->setText(place);
     else if (!m_session.hasNetwork())
         m_operatorLabel->setText(tr("No network"));
     else
         m_operatorLabel->setText(name.isEmpty() ? tr("Network") : name);
     m_signalBars->setStrength(m_session.hasNetwork() ? SignalBars::most : 0);
+    m_signalBars->setVisible(!attached || place.isEmpty());
     m_deviceLabel->setText(!attached             ? tr("\u25cb Device detached")
                            : m_session.hasCard() ? tr("\u25cf Device attached")
-                                                 : tr("\u25cb Insert a card"));
+                                                 : tr("\u25cb ") + missingCardWords(m_session.card()));
     m_deviceButton->setText(attached ? tr("&Detach device") : tr("&Attach device"));
     m_toolkitButton->setEnabled(m_session.hasCard());
     showMenuTitle(m_session.menuTitle());

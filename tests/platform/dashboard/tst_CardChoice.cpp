@@ -13,6 +13,7 @@ private slots:
     void addressesAreUnderstood();
     void profileIsAProfileWhateverItIsCalled_data();
     void profileIsAProfileWhateverItIsCalled();
+    void placesHaveWords();
     void everyTurnHasWords();
 };
 
@@ -54,6 +55,16 @@ void tst_CardChoice::profileIsAProfileWhateverItIsCalled()
 {
     QFETCH(QString, file);
     QTEST(addressOfProfile(file), "address");
+}
+
+void tst_CardChoice::placesHaveWords()
+{
+    QCOMPARE(placeWords("pcsc:My reader"), QString("Card in a reader"));
+    QCOMPARE(placeWords("modem:/dev/ttyUSB2"), QString("Card in a modem"));
+    QCOMPARE(placeWords("profiles/demo.yaml"), QString());
+    QCOMPARE(missingCardWords("pcsc"), QString("Insert a card"));
+    QCOMPARE(missingCardWords("modem:/dev/ttyUSB2"), QString("Plug the modem in"));
+    QCOMPARE(missingCardWords("profiles/demo.yaml"), QString("Insert a card"));
 }
 
 void tst_CardChoice::everyTurnHasWords()

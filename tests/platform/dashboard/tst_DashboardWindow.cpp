@@ -30,6 +30,7 @@ private slots:
     void cleanup();
     void startsWithoutDevice();
     void emptyReaderSaysSoUntilThereIsACard();
+    void cardInAModemShowsNoSignal();
     void attachedDeviceShowsItsMenu();
     void deviceButtonTakesTheDeviceAway();
     void toolkitButtonOpensThePluginsWindow_data();
@@ -131,6 +132,22 @@ void tst_DashboardWindow::emptyReaderSaysSoUntilThereIsACard()
     QCOMPARE(find<QLabel>("idleCaptionLabel")->text(), QString("The card shows no text on the idle screen"));
     QVERIFY(find<QPushButton>("simToolkitButton")->isEnabled());
     QVERIFY(find<QLabel>("deviceLabel")->text().endsWith("Device attached"));
+}
+
+void tst_DashboardWindow::cardInAModemShowsNoSignal()
+{
+    ReaderDouble modem(m_options.card.toStdString());
+    QString error;
+    QVERIFY2(m_session->attach("modem:127.0.0.1:1", &error), qPrintable(error)); // nobody is there
+    sdk::attachDevice(modem.channel());
+    QTRY_COMPARE(find<QLabel>("operatorLabel")->text(), QString("No card"));
+    QVERIFY(find<QLabel>("deviceLabel")->text().endsWith("Plug the modem in"));
+    modem.insert();
+    QTRY_COMPARE(find<QLabel>("operatorLabel")->text(), QString("Card in a modem"));
+    QVERIFY(find<SignalBars>("signalBars")->isHidden());
+    QVERIFY(m_session->attach(m_options.card, &error));
+    QTRY_COMPARE(find<QLabel>("operatorLabel")->text(), QString("Test operator"));
+    QVERIFY(!find<SignalBars>("signalBars")->isHidden());
 }
 
 void tst_DashboardWindow::attachedDeviceShowsItsMenu()
