@@ -436,10 +436,11 @@ void tst_ModemLine::nobodyIsCalledByItself()
     const int count = ends.value(1).toInt() - ends.value(0).toInt();
     QVERIFY(count > 0);
     // So many calls that one of them would have been; every one is refused.
-    int port = ends.value(0).toInt() + count / 2;
+    // The system gives callers every other port of the range, from its first on.
+    int port = ends.value(0).toInt() + count / 4 * 2;
     const auto address = [&port] { return "127.0.0.1:" + std::to_string(port); };
     while (errorOf(address()) == "is open") // somebody listens there
-        ++port;
+        port += 2;
     sdk::WakePipe pipe;
     ModemLine line(&pipe);
     for (int i = 0; i < 2 * count; ++i)
