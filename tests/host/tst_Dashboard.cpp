@@ -374,10 +374,11 @@ void tst_Dashboard::choicesAreRemembered()
     QVERIFY(pressWhen("Dashboard", {"F8"}));
     QVERIFY(waitForLine("host: speaks Deutsch"));
     QVERIFY(press({"F12"}));
-    QTRY_COMPARE_WITH_TIMEOUT(windowTitle(), QByteArray("SIM Toolkit inspector"), 20000);
+    const QString settings = m_settings + "/stk-dashboard/stk-dashboard.ini";
+    QVERIFY(pressWhen("SIM Toolkit inspector", {"alt+i", "alt+e", "Down"})); // the page, the style, the dark one
+    QTRY_VERIFY_WITH_TIMEOUT(readAll(settings).contains("dark=true"), 20000);
     sendSignal(SIGTERM);
     QVERIFY(waitForEnd());
-    QVERIFY(QFile::exists(m_settings + "/stk-dashboard/stk-dashboard.ini"));
 
     start({"--profile", PROFILE, "--print-session"});
     QVERIFY(waitForLine("answer: SET UP IDLE MODE TEXT"));

@@ -26,6 +26,7 @@
 #include <QTest>
 #include <QTextCursor>
 #include <QTreeWidget>
+#include <QWindow>
 #include <QtCore/QFile>
 
 #include <memory>
@@ -66,16 +67,22 @@ private slots:
     void copyWithoutBytesTellsWhatToDo();
     void savesTheSession();
     void failedSaveTellsWhy();
+    void saveDialogLeavesTheFileItsKind_data();
     void saveDialogLeavesTheFileItsKind();
     void keyboardIsSharedWithAGrabber();
     void grabOfAWindowThatIsGoneIsForgotten();
+    void grabOfAHiddenFieldIsForgotten();
+    void windowThatIsNoWidgetTakesNoGrab();
     void formRaisesItsCommand();
     void formAsksForWhatTheTypeHas();
+    void choicesReachTheCommand_data();
+    void choicesReachTheCommand();
     void qualifierAndItsChoicesAgree();
     void bytesByHandAreRaised();
     void uselessBytesAreNotRaised();
     void raisingWithoutACardTellsWhatToDo();
     void cardGoesInAndOut();
+    void cardThatCannotBeInsertedTellsWhy();
     void brokenProfileChangesNothing();
     void otherProfileTakesItsPlace();
     void cardMenuOffersWhatThereIs();
@@ -88,6 +95,7 @@ private slots:
     void turnIsShown();
     void faultsAreTold();
     void threadAndLimitAreSet();
+    void limitOfWhatNobodyEndsIsSet();
     void looksAreAskedFor();
     void everyControlHasAnAccessibleName();
     void tabReachesEveryControl();
@@ -325,17 +333,30 @@ void tst_InspectorWindow::failedSaveTellsWhy()
     QCOMPARE(find<QLabel>("reportLabel")->text(), m_window->report());
 }
 
+void tst_InspectorWindow::saveDialogLeavesTheFileItsKind_data()
+{
+    QTest::addColumn<int>("kind");
+    QTest::addColumn<QString>("file");
+    QTest::newRow("capture") << 0 << "named.pcap";
+    QTest::newRow("text") << 1 << "named.txt";
+}
+
 void tst_InspectorWindow::saveDialogLeavesTheFileItsKind()
 {
+    QFETCH(int, kind);
+    QFETCH(QString, file);
     QTest::keyClick(m_window.get(), Qt::Key_S, Qt::ControlModifier);
     QTRY_VERIFY(m_window->findChild<QFileDialog *>("saveDialog"));
     auto *dialog = m_window->findChild<QFileDialog *>("saveDialog");
     QVERIFY(QTest::qWaitForWindowExposed(dialog));
     dialog->setDirectory(m_folder.path());
+    auto *kinds = dialog->findChild<QComboBox *>("fileTypeCombo");
+    for (int i = 0; i < kind; ++i)
+        QTest::keyClick(kinds, Qt::Key_Down);
     auto *name = dialog->findChild<QLineEdit *>("fileNameEdit");
     name->setText(m_folder.filePath("named"));
     QTest::keyClick(name, Qt::Key_Return);
-    QTRY_VERIFY(QFile::exists(m_folder.filePath("named.pcap")));
+    QTRY_VERIFY(QFile::exists(m_folder.filePath(file)));
     QTRY_VERIFY(!m_window->findChild<QFileDialog *>("saveDialog"));
 }
 
@@ -384,6 +405,39 @@ void tst_InspectorWindow::grabOfAWindowThatIsGoneIsForgotten()
     QCOMPARE(search->text(), QString("ab"));
 }
 
+void tst_InspectorWindow::grabOfAHiddenFieldIsForgotten()
+{
+    QDialog dialog;
+    auto *field = new QLineEdit(&dialog);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    field->grabKeyboard();
+    m_window->open();
+    QTest::keyClick(m_window->windowHandle(), Qt::Key_A);
+    QVERIFY(!QWidget::keyboardGrabber());
+    field->hide();
+    QTest::keyClick(dialog.windowHandle(), Qt::Key_B);
+    QVERIFY(!QWidget::keyboardGrabber());
+    field->show();
+    QTest::keyClick(dialog.windowHandle(), Qt::Key_C);
+    QVERIFY(!QWidget::keyboardGrabber());
+}
+
+void tst_InspectorWindow::windowThatIsNoWidgetTakesNoGrab()
+{
+    QDialog dialog;
+    QLineEdit field(&dialog);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    field.grabKeyboard();
+    QWindow other;
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    QTest::keyClick(&other, Qt::Key_A);
+    QCOMPARE(QWidget::keyboardGrabber(), &field);
+    field.releaseKeyboard();
+}
+
 bool tst_InspectorWindow::attach()
 {
     QString error;
@@ -420,6 +474,32 @@ void tst_InspectorWindow::formAsksForWhatTheTypeHas()
     QVERIFY(!find<QSpinBox>("minimumSpinBox")->isVisible());
     QVERIFY(find<QLineEdit>("urlLineEdit")->isVisible());
     QVERIFY(find<QLabel>("commandWordsLabel")->text().startsWith("LAUNCH BROWSER"));
+}
+
+void tst_InspectorWindow::choicesReachTheCommand_data()
+{
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QByteArray>("box");
+    QTest::addColumn<int>("choice");
+    QTest::addColumn<QString>("bytes");
+    QTest::newRow("shortest coding") << "DISPLAY TEXT" << QByteArray("codingComboBox") << -1 << "8D 03 00 C8 34";
+    QTest::newRow("8 bits") << "DISPLAY TEXT" << QByteArray("codingComboBox") << 0x04 << "8D 03 04 48 69";
+    QTest::newRow("UCS2") << "DISPLAY TEXT" << QByteArray("codingComboBox") << 0x08 << "8D 05 08 00 48 00 69";
+    QTest::newRow("tone") << "PLAY TONE" << QByteArray("toneComboBox") << 0x11 << "8E 01 11";
+}
+
+void tst_InspectorWindow::choicesReachTheCommand()
+{
+    QFETCH(QString, type);
+    QFETCH(QByteArray, box);
+    QFETCH(int, choice);
+    QFETCH(QString, bytes);
+    find<QComboBox>("typeComboBox")->setCurrentText(type);
+    find<QLineEdit>("textLineEdit")->setText("Hi");
+    auto *choices = find<QComboBox>(box.constData());
+    choices->setCurrentIndex(choices->findData(choice));
+    const QString built = find<QPlainTextEdit>("commandBytesEdit")->toPlainText();
+    QVERIFY2(built.contains(bytes), qPrintable(built));
 }
 
 void tst_InspectorWindow::qualifierAndItsChoicesAgree()
@@ -476,6 +556,15 @@ void tst_InspectorWindow::cardGoesInAndOut()
     QVERIFY(m_session->isAttached());
     QCOMPARE(button->text(), QString("Remo&ve card"));
     button->click();
+    QVERIFY(!m_session->isAttached());
+}
+
+void tst_InspectorWindow::cardThatCannotBeInsertedTellsWhy()
+{
+    QVERIFY(QFile::remove(m_options.card));
+    find<QPushButton>("insertButton")->click();
+    QVERIFY2(m_window->report().startsWith("The card cannot be inserted. " + m_options.card),
+             qPrintable(m_window->report()));
     QVERIFY(!m_session->isAttached());
 }
 
@@ -637,6 +726,19 @@ void tst_InspectorWindow::threadAndLimitAreSet()
     QVERIFY(attach());
     find<QPushButton>("raiseButton")->click();
     QVERIFY(hasEntry("answer: DISPLAY TEXT: 12"));
+}
+
+void tst_InspectorWindow::limitOfWhatNobodyEndsIsSet()
+{
+    find<QComboBox>("limitComboBox")->setCurrentText("Nobody ends it");
+    find<QDoubleSpinBox>("limitSpinBox")->setValue(0.1);
+    find<QPushButton>("limitButton")->click();
+    QVERIFY2(m_window->report().startsWith("Time limit of \"Nobody ends it\": 0.1 s"), qPrintable(m_window->report()));
+    QVERIFY(attach());
+    find<QSpinBox>("qualifierSpinBox")->setValue(0x00); // a text that clears itself
+    find<QDoubleSpinBox>("durationSpinBox")->setValue(0.1);
+    find<QPushButton>("raiseButton")->click();
+    QVERIFY(hasEntry("answer: DISPLAY TEXT"));
 }
 
 void tst_InspectorWindow::looksAreAskedFor()
