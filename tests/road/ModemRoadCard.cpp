@@ -1,4 +1,5 @@
 #include "RoadCard.h"
+#include "RoadWorld.h"
 
 #include "sdk/ModemChannel.h"
 #include "sdk/SdkControl.h"
@@ -16,7 +17,7 @@ class RoadModem : public sdk::CardChannel
 {
 public:
     RoadModem(const std::string &profile, unsigned int seed)
-        : m_modem(ModemPeer::Way::Terminal, card::loadProfile(profile), ModemDouble::anyHabits(seed)), m_seed(seed)
+        : m_modem(ModemPeer::Way::Terminal, card::loadProfile(profile), habits(seed)), m_seed(seed)
     {
     }
 
@@ -45,6 +46,13 @@ public:
     void interrupt() override { m_channel->interrupt(); }
 
 private:
+    static ModemDouble::Habits habits(unsigned int seed)
+    {
+        ModemDouble::Habits habits = ModemDouble::anyHabits(seed);
+        habits.cardTime = RoadWorld::cardLatency;
+        return habits;
+    }
+
     ModemDouble m_modem;
     const unsigned int m_seed;
     std::unique_ptr<sdk::CardChannel> m_channel;

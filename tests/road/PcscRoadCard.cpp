@@ -1,4 +1,5 @@
 #include "RoadCard.h"
+#include "RoadWorld.h"
 
 #include "card/VirtualCard.h"
 #include "sdk/SdkControl.h"
@@ -16,7 +17,7 @@ stkcard::Chip chip(const std::string &profile)
     const auto card = std::make_shared<card::VirtualCard>(card::loadProfile(profile));
     const auto transmit = [card](const cat::Bytes &apdu) {
         card::CardAnswer answer = card->transmit(apdu);
-        answer.delay += sdk::usualCardLatency;
+        answer.delay += RoadWorld::cardLatency;
         return answer;
     };
     return {[card] { card->reset(); }, transmit};
