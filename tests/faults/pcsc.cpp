@@ -34,6 +34,7 @@ const char usage[] =
     "    replugged  out and in at once\n"
     "    hung       the card answers nothing until it has been given up\n"
     "    killed     the service is killed, and started again when the device has gone\n"
+    "    unplugged  the same, with a service that has no reader in between\n"
     "    garbage    some answers are noise; the card is put in anew when it takes that\n"
     "After each the menu must be there again and take a choice. Exit code 1: it was not, a command got no response or "
     "two\n"
@@ -223,6 +224,18 @@ bool killed(World *world)
     return world->service.start(&world->problem) && hasGone;
 }
 
+/// The service finds readers when it starts, and no others: the reader goes and comes back with a service.
+bool unplugged(World *world)
+{
+    world->service.kill();
+    if (!world->service.start(&world->problem, PcscService::Reader::Out))
+        return false;
+    const bool hasGone = waitUntil(isGone);
+    world->pause(300);
+    world->service.kill();
+    return world->service.start(&world->problem) && hasGone;
+}
+
 /// The user goes on until the card talks sense again. When the menu was lost to noise, or the reader waits for the rest
 /// of an answer without bytes, only taking the card out helps.
 bool garbage(World *world)
@@ -242,8 +255,8 @@ struct Fault {
     bool (*strike)(World *);
 };
 
-constexpr Fault faults[] = {
-    {"pulled", pulled}, {"replugged", replugged}, {"hung", hung}, {"killed", killed}, {"garbage", garbage}};
+constexpr Fault faults[] = {{"pulled", pulled}, {"replugged", replugged}, {"hung", hung},
+                            {"killed", killed}, {"unplugged", unplugged}, {"garbage", garbage}};
 
 /// A command is asked for and perhaps answered, and somewhere in that the fault strikes.
 bool play(World *world, const Fault &fault)

@@ -55,8 +55,14 @@ bool hasReader()
     return readerState(&state) == SCARD_S_SUCCESS && !(state & (SCARD_STATE_UNKNOWN | SCARD_STATE_UNAVAILABLE));
 }
 
+bool answersWithoutReader()
+{
+    DWORD state = 0;
+    return readerState(&state) == SCARD_E_UNKNOWN_READER;
+}
+
 /// Takes this process over. On the machine's own network the reader must not wait for connections from anywhere.
-[[noreturn]] void become(bool onlyLoopback, pid_t parent)
+[[noreturn]] void become(PcscService::Reader reader, bool onlyLoopback, pid_t parent)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
@@ -67,7 +73,8 @@ bool hasReader()
     dup2(null, STDERR_FILENO);
     if (onlyLoopback)
         setenv("LD_PRELOAD", STK_BIND_LOOPBACK, 1);
-    execl(program, program, "--foreground", nullptr);
+    const char *const withoutReaders = reader == PcscService::Reader::Out ? "--config=/dev/null" : nullptr;
+    execl(program, program, "--foreground", withoutReaders, nullptr);
     _exit(127);
 }
 
@@ -78,7 +85,7 @@ PcscService::~PcscService()
     end();
 }
 
-bool PcscService::start(std::string *error)
+bool PcscService::start(std::string *error, Reader reader)
 {
     const char *const spaces = std::getenv("STK_OWN_PCSC");
     DWORD state = 0;
@@ -94,10 +101,11 @@ bool PcscService::start(std::string *error)
     const pid_t parent = getpid();
     m_pid = fork();
     if (m_pid == 0)
-        become(onlyLoopback, parent);
-    if (m_pid > 0 && waitUntil(hasReader))
+        become(reader, onlyLoopback, parent);
+    const bool isOut = reader == Reader::Out;
+    if (m_pid > 0 && waitUntil(isOut ? answersWithoutReader : hasReader))
         return true;
-    *error = "pcscd has no vpcd reader after 20 s";
+    *error = isOut ? "pcscd does not answer after 20 s" : "pcscd has no vpcd reader after 20 s";
     kill();
     return false;
 }

@@ -18,8 +18,11 @@ public:
     PcscService(const PcscService &) = delete;
     PcscService &operator=(const PcscService &) = delete;
 
-    /// Starts it and waits until it has its reader. False, and in `*error` why.
-    bool start(std::string *error);
+    enum class Reader { In, Out };
+
+    /// Starts it and waits until it has its reader, or until it answers when the reader is out. False, and in `*error`
+    /// why.
+    bool start(std::string *error, Reader reader = Reader::In);
 
     /// Ends it: outright, as when it crashes, or as when it is asked to.
     void kill();
