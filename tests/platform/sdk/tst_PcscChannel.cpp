@@ -69,6 +69,7 @@ private slots:
     void cardHeldByOthersIsTriedAgain();
     void cardHeldForAMomentIsWaitedFor();
     void restIsQuiet();
+    void restWithoutReadersIsQuiet();
     void listenerThatIsTakenAwayHearsNothing();
     void listenerIsNotLeftWhileItRuns();
 
@@ -847,6 +848,20 @@ void tst_PcscChannel::restIsQuiet()
     QCOMPARE(news(), QStringList());
     QCOMPARE(pcscdouble::calls("SCardGetStatusChange"), 2);
     QCOMPARE(pcscdouble::calls("SCardEstablishContext"), 3); // to list, to watch, to talk
+}
+
+/// The service tells when a reader comes; until then it is not asked again and again.
+void tst_PcscChannel::restWithoutReadersIsQuiet()
+{
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader);
+    const auto channel = open();
+    QVERIFY(reset(channel.get()));
+    pcscdouble::removeReader(reader);
+    QTRY_COMPARE(news(), QStringList({"gone"}));
+    const int contexts = pcscdouble::calls("SCardEstablishContext");
+    QTest::qWait(quiet);
+    QCOMPARE(pcscdouble::calls("SCardEstablishContext"), contexts);
 }
 
 void tst_PcscChannel::listenerThatIsTakenAwayHearsNothing()
