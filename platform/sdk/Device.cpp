@@ -72,7 +72,11 @@ void Service::hear(std::uint64_t attachment, CardChannel::News news)
         queueLocked([this, device] { closeGivenUp(device); });
         break;
     case CardChannel::News::Gone:
-        queueLocked([this, device] { loseDevice(device, "the card is gone", MDSV_DEVICE_REMOVED); });
+        // A card that has been reset since is back: what has become of it tells the next command.
+        queueLocked([this, device, resets = device->resets] {
+            if (device->resets == resets)
+                loseDevice(device, "the card is gone", MDSV_DEVICE_REMOVED);
+        });
         break;
     case CardChannel::News::There:
         // Not for this device: the loss of its card may be on its way.
@@ -146,6 +150,7 @@ void Service::readCard(const DevicePtr &device)
         upkeep.pollInterval = device->channel->pollInterval();
     });
     const std::lock_guard<std::mutex> lock(m_mutex);
+    ++device->resets;
     if (m_state.device == device)
         m_state.upkeep = upkeep;
 }

@@ -101,6 +101,7 @@ private:
         std::unique_ptr<CardChannel> channel;
         const std::uint64_t attachment;   ///< which attachDevice() it comes from
         std::uint8_t toolkitClass = 0x80; ///< class byte of the card's commands
+        unsigned resets = 0;              ///< of the card, those that succeeded
         bool isRemovalTold = false;       ///< callers know that there is nothing
         bool isReleased = false;          ///< whoever detached it does not use the channel any more
     };

@@ -43,6 +43,7 @@ private slots:
     void readerWaitsForTheNextCard_data();
     void readerWaitsForTheNextCard();
     void readerWithoutACardWaits();
+    void lossFromBeforeTheResetDoesNotCount();
     void cardThatIsNotThereYetCanFail();
     void cardThatIsThereIsNotReset();
     void cardOfBeforeIsNotAnsweredToTheNext();
@@ -405,6 +406,23 @@ void tst_News::readerWithoutACardWaits()
     QVERIFY(waitForEvent("DEVICE 6602"));
     QCOMPARE(events::texts(), (QStringList{"DEVICE 6603", "STK 0", "DEVICE 6602"}));
     QCOMPARE(m_script->deafResets(), 0);
+}
+
+/// It goes once more before it is taken up; when it is, it is back already.
+void tst_News::lossFromBeforeTheResetDoesNotCount()
+{
+    QVERIFY(attach());
+    m_script->proposes(vectors::setUpMenu).answers("9000");
+    events::setReaction([this](const events::Event &event) {
+        if (event.text != "DEVICE 6601")
+            return;
+        m_script->tells(News::There);
+        m_script->tells(News::Gone);
+    });
+    QVERIFY(m_script->tells(News::Gone));
+    QVERIFY(waitForEvent("DEVICE 6602"));
+    QVERIFY(openSubMenu());
+    QCOMPARE(m_script->resets(), 2);
 }
 
 void tst_News::cardThatIsNotThereYetCanFail()
