@@ -1,8 +1,6 @@
 #include "RoadCard.h"
-#include "RoadWorld.h"
 
 #include "sdk/ModemChannel.h"
-#include "sdk/SdkControl.h"
 #include "support/ModemDouble.h"
 
 #include <QtCore/QtDebug>
@@ -49,7 +47,7 @@ private:
     static ModemDouble::Habits habits(unsigned int seed)
     {
         ModemDouble::Habits habits = ModemDouble::anyHabits(seed);
-        habits.cardTime = RoadWorld::cardLatency;
+        habits.cardTime = roadcard::latency;
         return habits;
     }
 

@@ -1,8 +1,6 @@
 #include "RoadCard.h"
-#include "RoadWorld.h"
 
 #include "card/VirtualCard.h"
-#include "sdk/SdkControl.h"
 #include "support/CardInReader.h"
 #include "support/PcscService.h"
 
@@ -17,7 +15,7 @@ stkcard::Chip chip(const std::string &profile)
     const auto card = std::make_shared<card::VirtualCard>(card::loadProfile(profile));
     const auto transmit = [card](const cat::Bytes &apdu) {
         card::CardAnswer answer = card->transmit(apdu);
-        answer.delay += RoadWorld::cardLatency;
+        answer.delay += roadcard::latency;
         return answer;
     };
     return {[card] { card->reset(); }, transmit};

@@ -64,7 +64,6 @@ RoadWorld::RoadWorld(bool onUiThread) : host(new QWidget), dialog(nullptr)
     if (onUiThread) {
         sdk::setCallbackDispatcher([this](std::function<void()> call) { m_uiThread.post(std::move(call)); });
     }
-    sdk::setVirtualCardLatency(cardLatency);
     dialog = STKDialog::Instance();
     m_thread = thread();
 }

@@ -11,7 +11,6 @@
 #include <QtCore/QStringList>
 #include <QtWidgets/QWidget>
 
-#include <chrono>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -40,10 +39,6 @@ private:
 class RoadWorld
 {
 public:
-    /// How long every card takes for an APDU. The window has to be back from its request by then, and programs that are
-    /// built for checks run slower.
-    static constexpr std::chrono::milliseconds cardLatency{30 * STK_TEST_TIMEOUT_FACTOR};
-
     /// `onUiThread`: callbacks are posted to the user-interface thread; otherwise they come on the service's own.
     explicit RoadWorld(bool onUiThread);
     ~RoadWorld();
