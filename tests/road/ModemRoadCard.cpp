@@ -1,6 +1,7 @@
 #include "RoadCard.h"
 
 #include "sdk/ModemChannel.h"
+#include "sdk/SdkControl.h"
 #include "support/ModemDouble.h"
 
 #include <QtCore/QtDebug>
@@ -15,7 +16,7 @@ class RoadModem : public sdk::CardChannel
 {
 public:
     RoadModem(const std::string &profile, unsigned int seed)
-        : m_modem(ModemPeer::Way::Terminal, card::loadProfile(profile), habits(seed)), m_seed(seed)
+        : m_modem(ModemPeer::Way::Terminal, card::loadProfile(profile), ModemDouble::anyHabits(seed)), m_seed(seed)
     {
     }
 
@@ -44,13 +45,6 @@ public:
     void interrupt() override { m_channel->interrupt(); }
 
 private:
-    static ModemDouble::Habits habits(unsigned int seed)
-    {
-        ModemDouble::Habits habits = ModemDouble::anyHabits(seed);
-        habits.cardTime = roadcard::latency;
-        return habits;
-    }
-
     ModemDouble m_modem;
     const unsigned int m_seed;
     std::unique_ptr<sdk::CardChannel> m_channel;

@@ -1,6 +1,7 @@
 #include "RoadCard.h"
 
 #include "card/VirtualCard.h"
+#include "sdk/SdkControl.h"
 #include "support/CardInReader.h"
 #include "support/PcscService.h"
 
@@ -15,7 +16,7 @@ stkcard::Chip chip(const std::string &profile)
     const auto card = std::make_shared<card::VirtualCard>(card::loadProfile(profile));
     const auto transmit = [card](const cat::Bytes &apdu) {
         card::CardAnswer answer = card->transmit(apdu);
-        answer.delay += roadcard::latency;
+        answer.delay += sdk::usualCardLatency;
         return answer;
     };
     return {[card] { card->reset(); }, transmit};

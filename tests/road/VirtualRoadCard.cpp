@@ -1,8 +1,9 @@
 #include "RoadCard.h"
 
+#include "sdk/SdkControl.h"
+
 std::unique_ptr<sdk::CardChannel> roadcard::open(const std::string &profile, std::string *error)
 {
-    sdk::setVirtualCardLatency(latency);
     return sdk::openVirtualCard(profile, error);
 }
 
