@@ -83,6 +83,7 @@ void tst_CardInReader::pulledCardIsGoneAndForgets()
 {
     m_card->insert();
     QVERIFY(m_reader->waitForCard());
+    QCOMPARE(transmit(STATUS), QByteArray("9000")); // before that there is nothing to forget
     m_card->pull();
     QVERIFY(m_reader->waitForCardGone());
     QCOMPARE(m_resets.load(), 1);
