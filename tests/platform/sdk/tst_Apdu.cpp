@@ -22,6 +22,7 @@ private slots:
     void oldCardHasMoreToSay_data();
     void oldCardHasMoreToSay();
     void oldCardMayTellNoLength();
+    void fetchMayBringNothing();
     void newCardHasNoSuchWords_data();
     void newCardHasNoSuchWords();
     void classIsReadAtEveryReset();
@@ -139,6 +140,16 @@ void tst_Apdu::oldCardMayTellNoLength()
     QVERIFY(waitForEvent("STK 99"));
     QCOMPARE(m_script->sent(), (QStringList{old(vectors::chooseNews), old(vectors::fetchSelectItem)}));
     QCOMPARE(events::notes(), QStringList{"FETCH brought no command: the card answered 6700"});
+}
+
+void tst_Apdu::fetchMayBringNothing()
+{
+    m_script = vectors::attachWithMenu();
+    QVERIFY(m_script);
+    m_script->answers("9124").answers("9000");
+    QCOMPARE(MDSV_STKSrv_SelectMenuItem(1, 1), 0);
+    QVERIFY(waitForEvent("STK 99"));
+    QCOMPARE(events::notes(), QStringList{"FETCH brought no command: the card answered 9000"});
 }
 
 void tst_Apdu::newCardHasNoSuchWords_data()

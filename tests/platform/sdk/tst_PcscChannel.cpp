@@ -60,6 +60,7 @@ private slots:
     void goneCardFailsUntilTheReset();
     void readerThatGoesAndComesIsNews();
     void readerThatComesBackUnderAnotherName();
+    void readerThatGoesGivesWayToAnother();
     void failedListOfReadersIsReadAgain();
     void serviceThatReportsNothingIsNotPressed();
     void serviceThatEndsAndStartsIsNews();
@@ -707,6 +708,24 @@ void tst_PcscChannel::readerThatComesBackUnderAnotherName()
     QTRY_COMPARE(news(), QStringList({"gone", "there"}));
     QCOMPARE(channel->name(), std::string("reader 'Reader A 01 00'"));
     QVERIFY(reset(channel.get()));
+}
+
+/// The card in the other one is another, though it has come as often.
+void tst_PcscChannel::readerThatGoesGivesWayToAnother()
+{
+    pcscdouble::addReader(reader);
+    pcscdouble::insert(reader);
+    const auto channel = open("reader");
+    QVERIFY(reset(channel.get()));
+    QTRY_COMPARE(pcscdouble::calls("SCardGetStatusChange"), 2);
+    pcscdouble::addReader("Reader B 00 00");
+    pcscdouble::insert("Reader B 00 00");
+    QTest::qWait(quiet);
+    QCOMPARE(news(), QStringList());
+    pcscdouble::removeReader(reader);
+    QTRY_COMPARE(news(), QStringList({"gone", "there"}));
+    QVERIFY(reset(channel.get()));
+    QCOMPARE(channel->name(), std::string("reader 'Reader B 00 00'"));
 }
 
 void tst_PcscChannel::failedListOfReadersIsReadAgain()
