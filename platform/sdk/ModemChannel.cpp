@@ -201,9 +201,12 @@ bool ModemChannel::terminalProfile(const cat::Bytes &profile, Lock *lock, cat::B
     m_isOver = false;
     if (!offerProfile(cat::toHex(ours), lock))
         return false;
+    m_hasHandedOver = false;
     const AtAnswer activated = ask("AT+CUSATA=1", std::string(), m_times.card, lock);
+    // What waits since before is dead when the card has been started anew, and is taken only when nothing else comes.
     if (activated.kind == AtAnswer::Kind::Done)
-        awaitNext(m_times.start, lock);
+        m_changed.wait_for(*lock, m_times.start,
+                           [this] { return m_hasHandedOver || m_isOver || !m_isUp || m_pipe.isStopped(); });
     *answer = m_session.status();
     return activated.kind == AtAnswer::Kind::Done || activated.kind == AtAnswer::Kind::Refused;
 }
@@ -451,6 +454,7 @@ void ModemChannel::takeCommand(const std::string &text)
     std::string problem;
     Lock lock(m_mutex);
     const ModemSession::Change change = m_session.handOver(command, &problem);
+    m_hasHandedOver = m_hasHandedOver || change.isNew;
     const bool isNews = change.isNew && !m_isTalking && m_isUp;
     m_changed.notify_all();
     lock.unlock();

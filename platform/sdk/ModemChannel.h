@@ -115,6 +115,7 @@ private:
     bool m_isUp = false;            ///< and reset() has said so
     bool m_isMissed = false;        ///< the service has been told that there is none
     bool m_isTalking = false;       ///< transmit() is under way, and says by itself what is new
+    bool m_hasHandedOver = false;   ///< a command has come since the card was started
     bool m_isOver = false;          ///< +CUSATEND has come since the last answer
     bool m_tellsEnd = false;        ///< this modem has said +CUSATEND
     std::optional<bool> m_isQuoted; ///< how this modem wants its strings

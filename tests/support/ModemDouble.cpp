@@ -216,7 +216,10 @@ ModemDouble::Sayings ModemDouble::response(const std::string &text)
     const cat::Bytes answer = sendToCard(RESPONSE, data, &time);
     const bool isTaken = statusByte(answer, 2) == 0x90 || statusByte(answer, 2) == 0x91;
     if (!isTaken || !m_isOpen) {
-        ++m_count.refused;
+        if (m_count.refused++ == 0)
+            m_count.refusal = text + " when " + cat::commandName(m_details.type) + ", number " +
+                              std::to_string(m_details.number) + ", was " + (m_isOpen ? "open" : "not open any more") +
+                              "; the card said " + cat::toHex(answer);
         return {{"+CME ERROR: 100", time}};
     }
     ++m_count.answered;

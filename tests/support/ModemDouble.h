@@ -43,13 +43,14 @@ public:
 
     /// What has passed, counted since the start.
     struct Count {
-        int handedOver = 0; ///< commands
-        int answered = 0;   ///< that got their one response
-        int refused = 0;    ///< responses that the card did not want: second ones, or others' ones
-        int lost = 0;       ///< commands whose modem was unplugged, silent or restarted before the response
-        int givenUp = 0;    ///< commands that the modem itself has answered in the end
-        int late = 0;       ///< responses to one of those, which had been on their way
-        int open = 0;       ///< commands without a response until now: one or none
+        int handedOver = 0;  ///< commands
+        int answered = 0;    ///< that got their one response
+        int refused = 0;     ///< responses that the card did not want: second ones, or others' ones
+        int lost = 0;        ///< commands whose modem was unplugged, silent or restarted before the response
+        int givenUp = 0;     ///< commands that the modem itself has answered in the end
+        int late = 0;        ///< responses to one of those, which had been on their way
+        int open = 0;        ///< commands without a response until now: one or none
+        std::string refusal; ///< the first of the refused ones, for people
     };
     Count count() const;
 

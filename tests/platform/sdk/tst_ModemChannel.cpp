@@ -46,6 +46,8 @@ private slots:
     void profileThatIsThereIsNotWrittenAgain();
     void startsWithTheFirstCommand();
     void commandFromBeforeCounts();
+    void commandFromBeforeTheStartIsDead();
+    void commandFromBeforeTheStartIsTakenWhereItIsTheOnlyOne();
     void hexOfAnyKind_data();
     void hexOfAnyKind();
     void hexOfNoKind_data();
@@ -429,6 +431,26 @@ void tst_ModemChannel::commandFromBeforeCounts()
 {
     replyTo("AT+CMEE", handing(MENU) + line("OK"));
     replyTo("AT+CUSATA", line("ERROR"));
+    QVERIFY(start());
+    QCOMPARE(send(PROFILE), announced(MENU));
+    QVERIFY(waitForNews({}));
+}
+
+/// Whoever answered it would answer a card that has forgotten it.
+void tst_ModemChannel::commandFromBeforeTheStartIsDead()
+{
+    replyTo("AT+CMEE", handing(TEXT) + line("OK"));
+    m_replies["AT+CUSATA"] = {{line("OK")}, {handing(MENU), milliseconds(50)}};
+    QVERIFY(start());
+    QCOMPARE(send(PROFILE), announced(MENU));
+    QCOMPARE(fetched(MENU), QString::fromStdString(bare(MENU)) + "9000");
+    QVERIFY(waitForNews({}));
+}
+
+void tst_ModemChannel::commandFromBeforeTheStartIsTakenWhereItIsTheOnlyOne()
+{
+    m_times.start = milliseconds(50);
+    replyTo("AT+CMEE", handing(MENU) + line("OK"));
     QVERIFY(start());
     QCOMPARE(send(PROFILE), announced(MENU));
     QVERIFY(waitForNews({}));
