@@ -33,6 +33,30 @@ const int ERROR_REFUSED = -1;
 const QLatin1String TYPE_OK("STK_TYPE_OK");
 const QLatin1String TYPE_CANCEL("STK_TYPE_CANCEL");
 
+/// Keeps a field's text selected until the user does something, so that the first key replaces it. QLineEdit forgets
+/// its selection when its window gets the keyboard and loses it again at once, as happens while windows come and go.
+class SelectionKeeper : public QObject
+{
+public:
+    explicit SelectionKeeper(QLineEdit *pField) : QObject(pField), m_pField(pField)
+    {
+        m_pField->selectAll();
+        m_pField->installEventFilter(this);
+    }
+
+    virtual bool eventFilter(QObject * /*watched*/, QEvent *pEvent)
+    {
+        if (pEvent->type() == QEvent::KeyPress || pEvent->type() == QEvent::MouseButtonPress)
+            m_pField->removeEventFilter(this);
+        else if (pEvent->type() == QEvent::FocusIn && !m_pField->isModified())
+            m_pField->selectAll();
+        return false;
+    }
+
+private:
+    QLineEdit *m_pField;
+};
+
 } // namespace
 
 // ---------------------------------------------------------------- STKInputExtendDlg
@@ -207,7 +231,7 @@ void STKInputDlg::ShowStkInputDlg(QWidget *parent)
     if (m_pLineEditInput) {
         m_pLineEditInput->setFocus(Qt::OtherFocusReason);
         // Qt selects the default text when the frame is shown, but not when the window system is quicker than that.
-        m_pLineEditInput->selectAll();
+        new SelectionKeeper(m_pLineEditInput);
         m_pLineEditInput->grabKeyboard();
     }
     if (m_pInputExtendDlg) {

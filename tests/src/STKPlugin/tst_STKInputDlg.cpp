@@ -75,6 +75,10 @@ private slots:
     void showingRunsTheStepsInOrder();
     void showingSetsTheFrame();
     void showingSelectsTheDefaultText();
+    void defaultTextStaysSelectedWhenTheKeyboardGoesAndComes();
+    void selectionIsTheUsersOwnOnceHeDoesSomething_data();
+    void selectionIsTheUsersOwnOnceHeDoesSomething();
+    void pastedTextIsNotSelected();
     void showingWithoutAParent();
     void showingAgainMakesEverythingAfresh();
     void widgetsBelongToTheFrame();
@@ -430,6 +434,75 @@ void tst_STKInputDlg::showingSelectsTheDefaultText()
     const SelectionAtShow atShow(w);
     QVERIFY(w.show([&] { w.cancel()->click(); }));
     QCOMPARE(atShow.text, QString("Home"));
+}
+
+/// A window manager may give the keyboard to the host's window and back while a frame comes up.
+void tst_STKInputDlg::defaultTextStaysSelectedWhenTheKeyboardGoesAndComes()
+{
+    InputWorld &w = *m_world;
+    StkInKeyRequest request = inputRequest();
+    request.strDefaultText = "Home";
+    w.dialog->SetInputRequest(request);
+    QString whileAway = "?";
+    QString afterwards;
+    QVERIFY(w.show([&] {
+        QTRY_VERIFY(w.field()->hasFocus());
+        QEvent activated(QEvent::WindowActivate);
+        QApplication::sendEvent(w.field(), &activated);
+        QApplication::setActiveWindow(w.host);
+        QCoreApplication::processEvents();
+        whileAway = w.field()->selectedText();
+        QApplication::setActiveWindow(w.frame());
+        afterwards = w.field()->selectedText();
+        w.cancel()->click();
+    }));
+    QCOMPARE(whileAway, QString()); // or this test has not met what it is about
+    QCOMPARE(afterwards, QString("Home"));
+}
+
+void tst_STKInputDlg::selectionIsTheUsersOwnOnceHeDoesSomething_data()
+{
+    QTest::addColumn<bool>("byMouse");
+    QTest::newRow("a key") << false;
+    QTest::newRow("a click") << true;
+}
+
+void tst_STKInputDlg::selectionIsTheUsersOwnOnceHeDoesSomething()
+{
+    QFETCH(bool, byMouse);
+    InputWorld &w = *m_world;
+    StkInKeyRequest request = inputRequest();
+    request.strDefaultText = "Home";
+    w.dialog->SetInputRequest(request);
+    QString afterwards = "?";
+    QVERIFY(w.show([&] {
+        QTRY_VERIFY(w.field()->hasFocus());
+        if (byMouse)
+            QTest::mouseClick(w.field(), Qt::LeftButton);
+        else
+            QTest::keyClick(w.field(), Qt::Key_End);
+        QApplication::setActiveWindow(w.host);
+        QApplication::setActiveWindow(w.frame());
+        afterwards = w.field()->selectedText();
+        w.cancel()->click();
+    }));
+    QCOMPARE(afterwards, QString());
+}
+
+void tst_STKInputDlg::pastedTextIsNotSelected()
+{
+    InputWorld &w = *m_world;
+    w.dialog->SetInputRequest(inputRequest());
+    QString afterwards = "?";
+    QVERIFY(w.show([&] {
+        QTRY_VERIFY(w.field()->hasFocus());
+        w.field()->insert("Home");
+        QApplication::setActiveWindow(w.host);
+        QApplication::setActiveWindow(w.frame());
+        afterwards = w.field()->selectedText();
+        w.cancel()->click();
+    }));
+    QCOMPARE(afterwards, QString());
 }
 
 void tst_STKInputDlg::showingWithoutAParent()
