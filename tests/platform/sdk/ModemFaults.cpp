@@ -43,6 +43,7 @@ std::atomic<int> openType{MDSV_STKTYPE_END_SESSION};
 std::atomic<int> openId{0};
 std::atomic<bool> isAvailable{false};
 std::atomic<bool> isAtRest{false};
+std::atomic<int> timesBusy{0};
 std::atomic<int> timesGone{0};
 
 int onCommand(int, void *data)
@@ -144,13 +145,15 @@ struct World {
     ModemDouble modem;
     const unsigned items;
     unsigned next = 0;
+    int timesBusyBefore = 0; ///< when the last choice was made
 };
 
 /// The user answers whatever is open until a choice from the menu is taken: each item in its turn.
 bool chooses(World *world)
 {
     const auto item = static_cast<int16_t>(1 + world->next++ % world->items);
-    return waitUntil([item] {
+    return waitUntil([world, item] {
+        world->timesBusyBefore = timesBusy;
         if (isAvailable && MDSV_STKSrv_SelectMenuItem(1, item) == 0)
             return true;
         answer();
@@ -164,7 +167,8 @@ bool comesToRest(World *world)
 {
     return chooses(world) && waitUntil([world] {
                answer();
-               return isAtRest && world->modem.count().open == 0 && isAvailable && sdk::menuTitle().has_value();
+               return timesBusy > world->timesBusyBefore && isAtRest && world->modem.count().open == 0 && isAvailable &&
+                      sdk::menuTitle().has_value();
            });
 }
 
@@ -247,7 +251,10 @@ bool attach(World *world)
     auto channel = sdk::openCard("modem:" + world->modem.address(), &error);
     if (!channel || MDSV_STK_RegisterCallBack(onCommand) != 0 || MDSV_DevSrv_RegisterDevMgrCallback(onDevice) != 0)
         return false;
-    sdk::setTurnListener([](sdk::Turn turn) { isAtRest = turn == sdk::Turn::Rest; });
+    sdk::setTurnListener([](sdk::Turn turn) {
+        isAtRest = turn == sdk::Turn::Rest;
+        timesBusy += isAtRest ? 0 : 1;
+    });
     sdk::attachDevice(std::move(channel));
     return comesToRest(world);
 }
